@@ -1,0 +1,37 @@
+# Two commands set everything up on a fresh Debian 12 machine:
+#   make run    install what is missing, build (Release), start the app
+#   make test   install what is missing, build with sanitizers, run every test
+GENERATOR     ?= Ninja
+RELEASE_DIR   ?= build/release
+TEST_DIR      ?= build/asan
+JOBS          ?= $(shell nproc)
+
+.PHONY: all deps build run test bench clean
+
+all: build
+
+deps:
+	@bash scripts/install-deps.sh
+
+$(RELEASE_DIR)/build.ninja:
+	cmake -S . -B $(RELEASE_DIR) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=Release
+
+build: deps $(RELEASE_DIR)/build.ninja
+	cmake --build $(RELEASE_DIR) -j $(JOBS)
+
+run: build
+	$(RELEASE_DIR)/app/kelvrameters $(ARGS)
+
+$(TEST_DIR)/build.ninja:
+	cmake -S . -B $(TEST_DIR) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	      -DKELVRA_SANITIZE=ON -DKELVRA_BUILD_BENCH=OFF
+
+test: deps $(TEST_DIR)/build.ninja
+	cmake --build $(TEST_DIR) -j $(JOBS)
+	bash scripts/run-tests.sh $(TEST_DIR)
+
+bench: build
+	bash scripts/run-benchmarks.sh $(RELEASE_DIR)
+
+clean:
+	rm -rf build

@@ -1,0 +1,9 @@
+#include "app/Commands.h"
+
+#include <cstdio>
+
+int runRenderViewCommand(int, char **)
+{
+    std::fputs("kelvrameters: this mode is not available in this build\n", stderr);
+    return 2;
+}

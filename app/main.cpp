@@ -1,0 +1,23 @@
+#include "app/Commands.h"
+
+#include <cstring>
+
+namespace {
+
+bool hasArgument(int argc, char **argv, const char *name)
+{
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], name) == 0) return true;
+    }
+    return false;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (hasArgument(argc, argv, "--meter-file")) return runMeterFileCommand(argc, argv);
+    if (hasArgument(argc, argv, "--headless")) return runHeadlessCommand(argc, argv);
+    if (hasArgument(argc, argv, "--render-view")) return runRenderViewCommand(argc, argv);
+    return runGuiApplication(argc, argv);
+}

@@ -1,0 +1,11 @@
+# Warnings and sanitizers shared by every target of the project.
+add_library(kelvra_options INTERFACE)
+target_compile_options(kelvra_options INTERFACE -Wall -Wextra -Wpedantic)
+if(KELVRA_WERROR)
+  target_compile_options(kelvra_options INTERFACE -Werror)
+endif()
+if(KELVRA_SANITIZE)
+  set(_san -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  target_compile_options(kelvra_options INTERFACE ${_san})
+  target_link_options(kelvra_options INTERFACE ${_san})
+endif()
