@@ -1,5 +1,6 @@
 #pragma once
 
+#include "settings/BroadcastPreset.h"
 #include "settings/Color.h"
 #include "settings/DefaultsStore.h"
 #include "settings/DrawableGradient.h"
@@ -75,6 +76,9 @@ public:
     RgbColor backgroundColor() const;           // opaque, from the three components
     void setBackgroundColor(const RgbColor &color);
 
+    // The broadcast target the loudness views compare against, if any.
+    std::optional<BroadcastPreset> selectedBroadcastPreset() const;
+
     // Bar gradients for the selected preset and range, cached under one shared key.
     DrawableGradient cachedLinearGradient();
     DrawableGradient cachedRmsGradient();
@@ -97,11 +101,21 @@ signals:
     void changed();
 
 private:
-    void runProcessTapMigration();
+    enum class BarGradientKind { Linear, Rms };
 
-    std::shared_ptr<DefaultsStore> store_;
-    std::vector<GradientPreset> gradientPresets_;
-    std::optional<DrawableGradient> cachedLinearGradient_;
-    std::optional<DrawableGradient> cachedRmsGradient_;
-    std::optional<GradientCacheKey> gradientCacheKey_;
+    void runProcessTapMigration();
+    // Stores the custom presets without announcing it; callers emit once per operation.
+    void storeCustomGradients();
+    const GradientPreset *findPreset(const Uuid &id) const;
+    const GradientPreset *findPreset(const QString &idText) const;
+    const GradientPreset &selectedGradientRef() const;
+    const GradientPreset &gradientFor(bool useSame, const QString &idText) const;
+    DrawableGradient cachedBarGradient(std::optional<DrawableGradient> &cache, BarGradientKind kind);
+    void chooseGradient(const QString &tagOrId, const char *idKey, const char *useSameKey);
+
+    std::shared_ptr<DefaultsStore> store_;                   // where every setting lives
+    std::vector<GradientPreset> gradientPresets_;            // built-ins first, then the user's own
+    std::optional<DrawableGradient> cachedLinearGradient_;   // last peak-bar gradient built
+    std::optional<DrawableGradient> cachedRmsGradient_;      // last RMS-bar gradient built
+    std::optional<GradientCacheKey> gradientCacheKey_;       // shared by both caches
 };

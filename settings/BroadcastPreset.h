@@ -33,8 +33,13 @@ const std::vector<BroadcastPreset> &builtInPresets();
 std::optional<BroadcastPreset> selectedPreset(bool showBroadcastPreset, std::string_view selectedName);
 
 inline constexpr double notMeasuredLufs = -69.0; // values at or below this are "not measured"
+inline constexpr double unselectedTruePeakLimitDbtp = -1.0; // over-limit threshold without a preset
 
+// Integrated loudness against the target: Pass inside target +/- tolerance (bounds
+// inclusive), Fail outside, Neutral while nothing is measured or no preset is selected.
 Compliance integratedCompliance(double integratedLufs, const std::optional<BroadcastPreset> &preset);
+// True peak against the limit: Fail above it, else Pass. Without a preset, Fail above
+// -1 dBTP and Neutral otherwise.
 Compliance truePeakCompliance(double truePeakDbtp, const std::optional<BroadcastPreset> &preset);
 
 } // namespace broadcast

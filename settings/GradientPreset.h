@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // One colour pinned to a level in dB.
@@ -53,8 +54,12 @@ inline constexpr const char *builtInEditMessage =
     "Built-in presets cannot be edited.\nDuplicate to create an editable copy.";
 
 // Strict JSON coding: every field required, wrong types fail, unknown keys ignored,
-// UUIDs as upper-case text. Encoding keeps the field order of the records.
-std::string encodeJson(const std::vector<GradientPreset> &presets);
-std::optional<std::vector<GradientPreset>> decodeJson(std::string_view json);
+// UUIDs as upper-case text. Encoding keeps the field order of the records (id, name,
+// stops, isBuiltIn; id, levelDb, red, green, blue, blend) and gives empty text when a
+// value has no JSON form (NaN or infinity), so callers can keep what they had.
+std::string encodeJson(const std::vector<GradientPreset> &presets); // a JSON array
+std::string encodeJson(const GradientPreset &preset);               // a single JSON object
+std::optional<std::vector<GradientPreset>> decodeJson(std::string_view json);  // an array
+std::optional<GradientPreset> decodePresetJson(std::string_view json);          // one object
 
 } // namespace gradient_presets
