@@ -1,0 +1,41 @@
+#pragma once
+
+#include "engine/MeterValues.h"
+#include "views/CompactMeterBar.h"
+#include "views/LUFSRingMeterView.h"
+#include "views/LevelMeterLayout.h"
+#include "views/LissajousMeterView.h"
+#include "views/SpectralMeterView.h"
+#include "views/ViewSettings.h"
+
+#include <array>
+
+// The level meter window's content: the two bars with their scale and, as switched
+// on, the numeric read-out, spectrum, loudness and phase-scope panels. Keeps only
+// drawing caches and the ring animation between frames, never meter state.
+class LevelMeterView {
+public:
+    // The larger of the two channels: held maxima or current peaks, as the settings say.
+    static float readoutValue(const MeterValues &values, const NumericReadoutSettings &readout);
+    // The two bars (left, right) as they are drawn for these values and settings.
+    static std::array<CompactMeterBar, 2> bars(const MeterValues &values, const LevelBarSettings &settings);
+
+    // Draws the whole window of the given size; nowSeconds drives the ring animation.
+    void draw(Canvas &canvas, Size window, const MeterValues &values, const LevelMeterSettings &settings,
+              double nowSeconds);
+    // True while the loudness rings are still easing: keep redrawing until it is false.
+    bool isAnimating(double nowSeconds) const { return ring_.isAnimating(nowSeconds); }
+
+    // The panels, for windows that show one of them alone.
+    LUFSRingMeterView &ringMeter() { return ring_; }
+    SpectralMeterView &spectrum() { return spectrum_; }
+    LissajousMeterView &phaseScope() { return phaseScope_; }
+
+private:
+    void drawBarRow(Canvas &canvas, const LevelMeterLayout &layout, const MeterValues &values,
+                    const LevelMeterSettings &settings) const;
+
+    LUFSRingMeterView ring_;
+    SpectralMeterView spectrum_;
+    LissajousMeterView phaseScope_;
+};

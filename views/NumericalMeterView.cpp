@@ -1,0 +1,108 @@
+#include "views/NumericalMeterView.h"
+
+#include "views/Palette.h"
+#include "views/Symbols.h"
+#include "views/TextDrawing.h"
+
+namespace {
+
+constexpr std::array<const char *, 2> columnTitles = {"LEFT", "RIGHT"};
+constexpr double headerRowGap = 3.0; // between a column's title and its first row, points
+
+double columnHeight(const TextMeasurer &measurer, const NumericalValue &row)
+{
+    const double title = measurer.measureText("LEFT", NumericalMeterView::columnHeaderFont()).height();
+    return title + headerRowGap + 3.0 * row.rowHeight(measurer) + 2.0 * NumericalMeterView::rowSpacing;
+}
+
+} // namespace
+
+std::array<NumericalValue, 3> NumericalMeterView::rows(const MeterValues &values, int channel,
+                                                       const GradientPreset &gradient)
+{
+    const bool left = channel == 0;
+    const float peak = left ? values.peakLevelLeft : values.peakLevelRight;
+    const float max = left ? values.maxPeakLeft : values.maxPeakRight;
+    const float rms = left ? values.rmsLevelLeft : values.rmsLevelRight;
+    auto row = [&gradient](const char *label, float value) {
+        NumericalValue v;
+        v.label = label;
+        v.value = value;
+        v.color = gradient.colorAt(value);
+        v.gradient = &gradient;
+        return v;
+    };
+    return {row("PEAK", peak), row("MAX", max), row("RMS", rms)};
+}
+
+NumericalMeterLayout NumericalMeterView::layout(Size window, const NumericalMeterSettings &settings,
+                                                const NumericalMeterState &state, const TextMeasurer &measurer)
+{
+    NumericalMeterLayout result;
+    double top = 0.0;
+    double bottom = window.height;
+    if (settings.showTitleBars) {
+        result.header = Rect{0.0, 0.0, window.width, headerHeight};
+        result.footer = Rect{0.0, window.height - footerHeight, window.width, footerHeight};
+        top = headerHeight;
+        bottom = window.height - footerHeight;
+        if (state.isHovering) {
+            const double side = headerHeight * 0.75;
+            result.closeButton = Rect{window.width - stripPadding - side, (headerHeight - side) * 0.5, side, side};
+        }
+        const TextMetrics reset = measurer.measureText("RESET MAX", resetFont());
+        result.resetButton = Rect{stripPadding, result.footer->y, reset.width, footerHeight};
+        result.runningDot = Rect{window.width - stripPadding - dotSize, result.footer->centerY() - dotSize * 0.5,
+                                 dotSize, dotSize};
+    }
+    const double vertical = settings.showTitleBars ? verticalPaddingWithStrips : verticalPaddingWithoutStrips;
+    result.body = Rect{horizontalPadding, top + vertical, std::max(0.0, window.width - 2.0 * horizontalPadding),
+                       std::max(0.0, bottom - top - 2.0 * vertical)};
+
+    const NumericalValue sample;
+    const double width = sample.rowWidth(measurer);
+    const double height = columnHeight(measurer, sample);
+    // The two columns stand together, centred in the body.
+    const double x = result.body.centerX() - (2.0 * width + columnSpacing) * 0.5;
+    const double y = result.body.centerY() - height * 0.5;
+    result.columns = {Rect{x, y, width, height}, Rect{x + width + columnSpacing, y, width, height}};
+    return result;
+}
+
+void NumericalMeterView::draw(Canvas &canvas, Size window, const MeterValues &values,
+                              const NumericalMeterSettings &settings, const NumericalMeterState &state)
+{
+    const NumericalMeterLayout parts = layout(window, settings, state, canvas);
+    canvas.fillRect({0.0, 0.0, window.width, window.height}, settings.background);
+
+    const RgbColor strip = palette::withOpacity(palette::white, stripOpacity);
+    if (parts.header) {
+        canvas.fillRect(*parts.header, strip);
+        const Rect title{stripPadding, parts.header->y, parts.header->width - 2.0 * stripPadding, headerHeight};
+        drawTextInRect(canvas, {"NUMERICAL", titleFont(), palette::gray}, title, HorizontalAlignment::Leading);
+    }
+    if (parts.closeButton) {
+        drawSymbol(canvas, Symbol::XMark, parts.closeButton->center(), closeSymbolSize,
+                   palette::withOpacity(palette::gray, closeSymbolOpacity), SymbolWeight::Bold);
+    }
+
+    for (int channel = 0; channel < 2; ++channel) {
+        const Rect &column = parts.columns[static_cast<std::size_t>(channel)];
+        const Font titleFontValue = columnHeaderFont();
+        const double titleHeight = canvas.measureText("LEFT", titleFontValue).height();
+        drawTextInRect(canvas, {columnTitles[static_cast<std::size_t>(channel)], titleFontValue, palette::gray},
+                       {column.x, column.y, column.width, titleHeight}, HorizontalAlignment::Leading);
+        double y = column.y + titleHeight + headerRowGap;
+        for (const NumericalValue &row : rows(values, channel, settings.gradient)) {
+            row.draw(canvas, {column.x, y});
+            y += row.rowHeight(canvas) + rowSpacing;
+        }
+    }
+
+    if (parts.footer) {
+        canvas.fillRect(*parts.footer, strip);
+        drawTextInRect(canvas, {"RESET MAX", resetFont(), palette::gray}, *parts.resetButton,
+                       HorizontalAlignment::Leading);
+        canvas.fillEllipse(*parts.runningDot, state.engineRunning ? palette::green : palette::red);
+    }
+}
