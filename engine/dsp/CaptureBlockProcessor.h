@@ -1,0 +1,135 @@
+#pragma once
+
+#include "engine/dsp/AudioCaptureBackend.h"
+#include "engine/dsp/AudioLevels.h"
+#include "engine/dsp/LissajousSelection.h"
+#include "engine/dsp/LoudnessMeter.h"
+#include "engine/dsp/OctaveResolution.h"
+#include "engine/dsp/SpectralSettingsSink.h"
+#include "engine/dsp/SpectrumAnalyzer.h"
+#include "engine/dsp/SpectrumSampleStore.h"
+#include "engine/dsp/SpinLock.h"
+#include "engine/dsp/TestSignal.h"
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+// Everything a capture back-end does with one block of samples on its audio thread,
+// whatever delivered the block: levels, loudness feed, spectrum samples (optionally the
+// finished bands), phase-scope points. It also answers the display tick's reads.
+//
+// Threads: processPlanar()/processInterleaved() on one audio thread at a time; every
+// other call on the main thread. The block path allocates nothing, never logs and
+// only takes short spin locks, each held for a copy and never nested, except that
+// the loudness meter is fed while its pointer is pinned (see setLoudnessMeter).
+class CaptureBlockProcessor final : public AudioCaptureBackend, public SpectralSettingsSink {
+public:
+    enum class SpectrumWork {
+        samplesOnly,        // hand samples to the engine, which analyses them each tick
+        bandsOnAudioThread, // analyse every block here; the engine takes the bands
+    };
+    enum class LevelRounding {
+        none,
+        tenthDb, // detected levels rounded to 0.1 dB (the process-tap read-out)
+    };
+
+    struct Config {
+        // Largest block handled in one piece (frames). Longer blocks are processed as
+        // consecutive pieces of this size, so their levels are those of the last piece.
+        std::size_t maxBlockFrames = 8192;
+        LissajousStore::Kind lissajousStore = LissajousStore::Kind::latestBlock;
+        SpectrumWork spectrumWork = SpectrumWork::samplesOnly;
+        LevelRounding levelRounding = LevelRounding::none;
+        double sampleRate = 48000.0; // Hz, until setSampleRate()
+    };
+
+    CaptureBlockProcessor();
+    explicit CaptureBlockProcessor(const Config &config);
+    ~CaptureBlockProcessor() override;
+    CaptureBlockProcessor(const CaptureBlockProcessor &) = delete;
+    CaptureBlockProcessor &operator=(const CaptureBlockProcessor &) = delete;
+
+    // --- main thread ---
+
+    // Attaches the loudness measurement fed from now on (nullptr detaches). The audio
+    // thread holds the pointer's lock while it feeds the meter, so the meter is never
+    // destroyed under it; if the setter holds that lock at that moment, the block is not
+    // measured rather than waiting. The old meter is released here, not on the audio thread.
+    void setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter);
+    // Blocks are processed only while enabled (initially true); others are only counted.
+    void setProcessingEnabled(bool enabled);
+    // Hz; any thread. Used by the test signal and the band mapping.
+    void setSampleRate(double sampleRate);
+    double sampleRate() const;
+    // Blocks delivered so far, processed or not.
+    std::uint64_t blockCount() const;
+
+    // AudioCaptureBackend
+    AudioLevels readLevels() override;
+    std::optional<std::size_t> readFFTSamples(float *dest, std::size_t maxCount) override;
+    std::vector<LissajousPoint> readLissajousSamples() override;
+
+    // SpectralSettingsSink. Initially everything is collected (spectrum and phase scope
+    // on) with the engine's default analysis settings.
+    void applySpectralSettings(const SpectralSettings &settings) override;
+    bool takeSpectralBands(std::vector<float> &bands) override;
+
+    // --- audio thread ---
+
+    // left/right: frameCount samples each; right == nullptr for a mono source.
+    void processPlanar(const float *left, const float *right, std::size_t frameCount);
+    // channels interleaved samples per frame; channel 0 is left, channel 1 right, the
+    // rest are ignored; one channel is mono.
+    void processInterleaved(const float *samples, std::size_t frameCount, std::size_t channels);
+
+private:
+    // Counts nothing; false when processing is off. Picks up the latest settings.
+    bool beginBlock();
+    void processPiece(const float *left, const float *right, std::size_t frameCount);
+    void storeLevels(const float *left, const float *right, std::size_t frameCount);
+    void feedLoudness(const float *left, const float *right, std::size_t frameCount);
+    void handOverSpectrum(const float *left, const float *right, std::size_t frameCount);
+    void analyseWindow();
+
+    const Config config_;                          // as constructed
+
+    // Shared with the main thread.
+    std::atomic<bool> processingEnabled_{true};    // process blocks at all
+    std::atomic<double> sampleRate_;               // Hz
+    std::atomic<std::uint64_t> blockCount_{0};     // blocks delivered
+
+    SpinLock settingsLock_;                        // guards requestedSettings_
+    SpectralSettings requestedSettings_;           // latest settings from the tick
+
+    SpinLock levelsLock_;                          // guards levels_
+    AudioLevels levels_;                           // levels of the latest block, dBFS
+
+    SpinLock meterLock_;                           // pins meter_ while it is fed
+    std::shared_ptr<LoudnessMeter> meter_;         // loudness measurement or none
+
+    SpectrumSampleStore spectrumSamples_;          // newest mono samples for the spectrum
+    LissajousStore lissajousStore_;                // pending phase-scope points
+
+    SpinLock bandsLock_;                           // guards pendingBands_, pendingBandCount_
+    std::array<float, octave_resolution::maxBandCount> pendingBands_{}; // dB, not yet taken
+    std::size_t pendingBandCount_ = 0;             // 0: nothing new since the last take
+
+    // Audio thread only; all sized in the constructor.
+    SpectralSettings settings_;                    // copy of requestedSettings_ for this block
+    std::vector<float> leftScratch_;               // de-interleaved / test-signal left, maxBlockFrames
+    std::vector<float> rightScratch_;              // same, right
+    std::vector<float> monoScratch_;               // (left + right) / 2, maxBlockFrames
+    std::array<LissajousPoint, LissajousStore::maxPointsPerBlock> pointScratch_{}; // selected points
+    TestSignalGenerator testSignal_;               // replaces the input while active
+    std::unique_ptr<SpectrumAnalyzer> analyzer_;   // only for bandsOnAudioThread
+    std::vector<float> analysisFrame_;             // fftSize samples for analyzer_
+    std::array<float, octave_resolution::maxBandCount> bandScratch_{}; // analyzer_ output
+
+    // Main thread only.
+    std::array<float, octave_resolution::maxBandCount> takenBands_{}; // copied out under bandsLock_
+};

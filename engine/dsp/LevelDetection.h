@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+
+// Peak and RMS of one channel of one block, in dBFS (full scale 1.0 = 0 dBFS).
+struct ChannelLevels {
+    float peak = -60.0f; // largest absolute sample, dBFS
+    float rms = -60.0f;  // RMS over exactly this block, dBFS
+};
+
+// Floor and ceiling of every detected level: silence reads -60, overs are capped at +6.
+inline constexpr float levelFloorDb = -60.0f;
+inline constexpr float levelCeilingDb = 6.0f;
+
+// An amplitude (linear, >= 0) as dBFS within -60 ... +6; 0 (digital silence) gives -60.
+float amplitudeToDb(float amplitude);
+
+// Level detection for one channel of `count` samples. Nothing carries over between
+// blocks: the RMS window is exactly the block. Allocation-free; audio thread.
+ChannelLevels calculateLevels(const float *samples, std::size_t count);
+
+// The process-tap flavour: a detected dB value rounded to the nearest 0.1 dB, halves
+// away from zero (-18.25 -> -18.3).
+float roundToTenthDb(float db);
