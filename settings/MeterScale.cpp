@@ -1,5 +1,6 @@
 #include "settings/MeterScale.h"
 
+#include <charconv>
 #include <cmath>
 
 namespace meter_scale {
@@ -85,9 +86,12 @@ std::span<const int> marks(MeterScale scale)
 
 std::string markLabel(int markDb)
 {
+    char buffer[16];
+    char *out = buffer;
     if (markDb > 0)
-        return "+" + std::to_string(markDb);
-    return std::to_string(markDb);
+        *out++ = '+';
+    out = std::to_chars(out, buffer + sizeof buffer, markDb).ptr;
+    return std::string(buffer, out);
 }
 
 bool isOverMark(int markDb)
