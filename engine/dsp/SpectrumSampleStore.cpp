@@ -9,7 +9,7 @@ void SpectrumSampleStore::push(const float *mono, std::size_t count)
     if (count == 0) return;
     std::lock_guard guard(lock_);
     if (count >= capacity) {
-        std::memcpy(ring_.data(), mono, capacity * sizeof(float));
+        std::memcpy(ring_.data(), mono + (count - capacity), capacity * sizeof(float));
         writePos_ = 0;
         filled_ = capacity;
     } else {

@@ -11,8 +11,8 @@
 // newest fftSize samples.
 //
 // Device blocks on this platform are usually 256 to 1024 frames, so one block alone
-// never fills a 4096-point frame; the window therefore slides over the last blocks.
-// A block of fftSize frames or more replaces the window with its first fftSize frames.
+// never fills a 4096-point frame; the window therefore slides over the last blocks and
+// always holds one contiguous stretch of the newest samples, whatever the block sizes.
 class SpectrumSampleStore {
 public:
     static constexpr std::size_t capacity = SpectrumAnalyzer::fftSize;
