@@ -9,8 +9,9 @@ namespace CatmullRomSpline {
 
 // A uniform Catmull-Rom curve through points with `segments` curve points per span:
 // (n - 1) * segments + 1 points for n >= 2 (the last input point closes the curve).
-// Fewer than two points are returned unchanged. The ends are flat: each end gets a
-// phantom neighbour mirrored in x with the end point's own y.
+// Fewer than two points are returned unchanged. The ends flatten out: each end gets a
+// phantom neighbour mirrored in x with the end point's own y. segments < 1 gives
+// the last point only.
 std::vector<UnitPoint> interpolate(const std::vector<UnitPoint> &points, int segments);
 
 } // namespace CatmullRomSpline

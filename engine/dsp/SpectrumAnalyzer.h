@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/dsp/LogBandLayout.h"
+
 #include <cstddef>
 #include <span>
 
@@ -46,6 +48,7 @@ private:
     float *input_ = nullptr;        // fftSize windowed samples (FFT input)
     float *spectrum_ = nullptr;     // (fftSize/2 + 1) complex bins as re, im pairs
     float *dbMagnitudes_ = nullptr; // binCount bin levels in dB
+    LogBandLayout bandLayout_;      // bin ranges of the bands for the latest parameters
 };
 
 // Maps bin levels (dB, dbMagnitudes.size() bins of sampleRate/4096 Hz each) onto

@@ -114,6 +114,37 @@ TEST(SpectrumAnalyzer, AnalysisAllocatesNothing)
     EXPECT_EQ(counter.count(), 0u);
 }
 
+// The analyser keeps the band layout between frames; whatever the parameters do, its
+// bands must be what the plain mapping gives for its own bin levels.
+TEST(SpectrumAnalyzer, CachedBandLayoutFollowsEveryParameterChange)
+{
+    SpectrumAnalyzer analyzer;
+    std::vector<float> x = binSine(300.0, 0.3);
+    for (std::size_t n = 0; n < N; ++n) {
+        x[n] += 0.05f * static_cast<float>(std::sin(0.37 * static_cast<double>(n * n % 977)));
+    }
+    struct Change {
+        float sampleRate, minFreq, maxFreq;
+        int bandCount;
+    };
+    for (const Change c : {Change{48000, 20, 24000, 31}, Change{48000, 20, 24000, 480},
+                           Change{44100, 20, 24000, 480}, Change{44100, 50, 24000, 480},
+                           Change{44100, 50, 12000, 480}, Change{44100, 50, 12000, 60},
+                           Change{44100, 9000, 200, 60}, Change{96000, 20, 20000, 600},
+                           Change{96000, 20, 20000, 31}}) {
+        SCOPED_TRACE(testing::Message() << c.sampleRate << " Hz, " << c.minFreq << "-" << c.maxFreq
+                                        << " Hz, " << c.bandCount << " bands");
+        SpectrumParams params;
+        params.sampleRate = c.sampleRate;
+        params.minFreq = c.minFreq;
+        params.maxFreq = c.maxFreq;
+        params.bandCount = c.bandCount;
+        std::vector<float> bands(static_cast<std::size_t>(c.bandCount));
+        analyzer.analyze(x.data(), params, bands);
+        EXPECT_EQ(bands, bandsOf(analyzer.dbMagnitudes(), params));
+    }
+}
+
 TEST(MapToLogBands, DefaultEdgesAt48kHz)
 {
     SpectrumParams params; // binWidth 11.71875 Hz, minBin 1.70667, maxBin 2047
