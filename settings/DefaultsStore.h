@@ -11,7 +11,9 @@
 // The per-user key-value store behind every persisted setting. Reads are typed and
 // tell an absent key (nullopt) apart from a present one; a present value that cannot
 // be read as the requested type also reads as nullopt, so callers fall back to their
-// default instead of failing.
+// default instead of failing. Text is parsed where a number or flag is asked for
+// ("1.5", "true", "0"), because QSettings hands back everything in an INI file as text;
+// NaN and infinity read as nullopt.
 class DefaultsStore {
 public:
     virtual ~DefaultsStore() = default;

@@ -162,3 +162,17 @@ TEST(QSettingsDefaultsStore, HandEditedValuesReadWhenCleanAndAsNothingOtherwise)
     EXPECT_EQ(store.readString(QStringLiteral("listText")), QStringLiteral("Apple TV+, Netflix"));
     EXPECT_EQ(store.readData(QStringLiteral("jsonText")), QByteArray("[]"));
 }
+
+TEST(QSettingsDefaultsStore, ApplicationStoreLivesUnderTheXdgConfigDirectory)
+{
+    // QSettings looks the config directory up once per process; ctest runs every test in
+    // its own process, so pointing XDG_CONFIG_HOME elsewhere here keeps the user's file safe.
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    qputenv("XDG_CONFIG_HOME", dir.path().toUtf8());
+    QSettingsDefaultsStore store;
+    EXPECT_EQ(store.fileName(), dir.filePath(QStringLiteral("Kelvra/KelvraMeters.ini")));
+    store.writeBool(QStringLiteral("showScale"), false);
+    store.sync();
+    EXPECT_TRUE(QFile::exists(store.fileName()));
+}
