@@ -19,5 +19,7 @@ int main(int argc, char **argv)
     if (hasArgument(argc, argv, "--meter-file")) return runMeterFileCommand(argc, argv);
     if (hasArgument(argc, argv, "--headless")) return runHeadlessCommand(argc, argv);
     if (hasArgument(argc, argv, "--render-view")) return runRenderViewCommand(argc, argv);
+    if (hasArgument(argc, argv, "--export-settings")) return runExportSettingsCommand(argc, argv);
+    if (hasArgument(argc, argv, "--import-settings")) return runImportSettingsCommand(argc, argv);
     return runGuiApplication(argc, argv);
 }
