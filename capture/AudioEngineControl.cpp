@@ -1,0 +1,392 @@
+#include "capture/AudioEngineControl.h"
+
+#include "capture/TestSignalCaptureImpl.h"
+#include "engine/AudioEngine.h"
+#include "settings/DefaultsStore.h"
+
+#include <utility>
+
+namespace {
+
+const QString noneName = QString::fromLatin1(AudioEngineControl::noneDevice);
+const QString systemDefaultName = QString::fromLatin1(AudioEngineControl::systemDefaultDevice);
+
+QString accessDeniedMessage()
+{
+    return QStringLiteral("Microphone access denied. Please allow KelvraMeters to use the audio server in your "
+                          "desktop's privacy settings.");
+}
+
+} // namespace
+
+AudioEngineControl::AudioEngineControl(AudioEngine &engine, AudioPlatform &platform, DefaultsStore &store,
+                                       QObject *parent)
+    : QObject(parent), engine_(&engine), platform_(platform), store_(store),
+      selectedInputDevice_(store.readString(QString::fromLatin1(selectedInputDeviceKey)).value_or(noneName)),
+      availableInputDevices_{noneName, systemDefaultName}
+{
+    if (selectedInputDevice_.isEmpty()) selectedInputDevice_ = noneName;
+
+    hardwareChangeTimer_.setSingleShot(true);
+    hardwareChangeTimer_.setInterval(hardwareChangeDebounceInterval);
+    connect(&hardwareChangeTimer_, &QTimer::timeout, this, &AudioEngineControl::runHardwareUpdate);
+
+    deviceReturnTimer_.setSingleShot(true);
+    deviceReturnTimer_.setInterval(deviceReturnTimeout);
+    connect(&deviceReturnTimer_, &QTimer::timeout, this, [this] {
+        if (engine_ && !isRunning_ && !isRestartingEngine_) startEngine();
+    });
+
+    connect(&platform_, &AudioPlatform::accessChanged, this, &AudioEngineControl::handleAccessChanged);
+    connect(&platform_, &AudioPlatform::serverLost, this, &AudioEngineControl::handleServerLost);
+    connect(&platform_, &AudioPlatform::devicesChanged, this, &AudioEngineControl::handleDevicesChanged);
+    connect(&platform_, &AudioPlatform::woke, this, [this] {
+        QTimer::singleShot(wakeRestartDelay, this, [this] {
+            if (engine_ && !serverLost_) restartEngine();
+        });
+    });
+
+    if (platform_.access() == AudioPlatform::Access::granted) publishDeviceList();
+}
+
+AudioEngineControl::~AudioEngineControl() { stopEngine(); }
+
+void AudioEngineControl::startIfNeeded()
+{
+    if (isRunning_ || isRestartingEngine_) return;
+    setErrorMessage({});
+    checkPermissionAndStart();
+}
+
+void AudioEngineControl::checkPermissionAndStart()
+{
+    switch (platform_.access()) {
+    case AudioPlatform::Access::granted:
+        setHasPermission(true);
+        startEngine();
+        break;
+    case AudioPlatform::Access::pending:
+        // The answer arrives with accessChanged().
+        awaitingAccess_ = true;
+        break;
+    case AudioPlatform::Access::denied:
+        setHasPermission(false);
+        setErrorMessage(accessDeniedMessage());
+        break;
+    case AudioPlatform::Access::unreachable:
+        setHasPermission(false);
+        startEngine();
+        break;
+    }
+}
+
+void AudioEngineControl::startEngine()
+{
+    if (selectedInputDevice_ == noneName) return;
+    switch (platform_.access()) {
+    case AudioPlatform::Access::unreachable:
+        awaitingAccess_ = true;
+        reportServerUnreachable();
+        return;
+    case AudioPlatform::Access::pending:
+        awaitingAccess_ = true;
+        return;
+    case AudioPlatform::Access::denied:
+    case AudioPlatform::Access::granted:
+        break;
+    }
+    if (!hasPermission_) return;
+    if (backend_) stopEngine();
+
+    if (selectedInputDevice_ != systemDefaultName) {
+        const std::optional<std::uint32_t> id = getDeviceID(selectedInputDevice_);
+        if (!id || !isDeviceValid(*id)) selectWhileRestarting(systemDefaultName);
+    }
+    if (selectedInputDevice_ == systemDefaultName) {
+        startEngineWithDefaultInput();
+    } else if (const std::optional<std::uint32_t> id = getDeviceID(selectedInputDevice_)) {
+        startEngineWithDevice(*id);
+    } else {
+        startEngineWithDefaultInput();
+    }
+    updateAvailableDevices();
+}
+
+void AudioEngineControl::startEngineWithDefaultInput()
+{
+    AudioPlatform::StartResult result = platform_.startDefaultInput();
+    if (!result.backend) {
+        setErrorMessage(QStringLiteral("Failed to start audio engine: ") + result.error);
+        return;
+    }
+    activate(std::move(result.backend));
+}
+
+void AudioEngineControl::startEngineWithDevice(std::uint32_t id)
+{
+    AudioPlatform::StartResult result = platform_.startDevice(id);
+    // A device that will not start is not reported: the default input takes over.
+    if (!result.backend) {
+        fallBackToDefaultInput();
+        return;
+    }
+    activate(std::move(result.backend));
+}
+
+void AudioEngineControl::fallBackToDefaultInput()
+{
+    // The fall-back is not persisted: the stored choice still names the device, which is
+    // used again once it is back at the next start.
+    selectWhileRestarting(systemDefaultName);
+    startEngineWithDefaultInput();
+}
+
+void AudioEngineControl::activate(std::unique_ptr<CaptureBackend> backend)
+{
+    backend_ = std::move(backend);
+    ++backendSerial_;
+    connect(backend_.get(), &CaptureBackend::configurationChanged, this,
+            &AudioEngineControl::handleBackendConfigurationChanged);
+    connect(backend_.get(), &CaptureBackend::failed, this, &AudioEngineControl::handleBackendFailed);
+    if (engine_) {
+        engine_->setActiveBackend(backend_->reader());
+        engine_->setInputDeviceBackend(backend_->spectralSink());
+        engine_->setCurrentSampleRate(static_cast<float>(backend_->sampleRate()));
+    }
+    setIsRunning(true);
+    setErrorMessage({});
+    attachLoudnessMeter();
+}
+
+void AudioEngineControl::attachLoudnessMeter()
+{
+    auto meter = std::make_shared<LoudnessMeter>(backend_->channelCount(), static_cast<int>(backend_->sampleRate()));
+    if (engine_) engine_->setLoudnessMeter(meter);
+    backend_->setLoudnessMeter(std::move(meter));
+}
+
+void AudioEngineControl::stopEngine()
+{
+    if (backend_) {
+        backend_->disconnect(this);
+        backend_->stop();
+        backend_.reset();
+    }
+    if (engine_) {
+        engine_->clearActiveBackend();
+        engine_->setInputDeviceBackend(nullptr);
+    }
+    setIsRunning(false);
+}
+
+void AudioEngineControl::restartEngine()
+{
+    if (isRestartingEngine_) return;
+    isRestartingEngine_ = true;
+    stopEngine();
+    QTimer::singleShot(restartDelay, this, [this] {
+        if (!engine_) return;
+        startEngine();
+        isRestartingEngine_ = false;
+    });
+}
+
+void AudioEngineControl::selectWhileRestarting(const QString &device)
+{
+    const bool wasRestarting = std::exchange(isRestartingEngine_, true);
+    setSelectedInputDevice(device);
+    isRestartingEngine_ = wasRestarting;
+}
+
+void AudioEngineControl::setSelectedInputDevice(const QString &device)
+{
+    if (device == selectedInputDevice_) return;
+    selectedInputDevice_ = device;
+    emit selectedInputDeviceChanged(device);
+    if (isRestartingEngine_) return;
+
+    store_.writeString(QString::fromLatin1(selectedInputDeviceKey), device);
+    deviceReturnTimer_.stop();
+    if (device == noneName) {
+        stopEngine();
+    } else {
+        restartEngine();
+    }
+}
+
+QStringList AudioEngineControl::enumerateInputDevices() const
+{
+    QStringList names{noneName, systemDefaultName};
+    for (const InputDevice &device : platform_.inputDevices()) names.append(device.name);
+    return names;
+}
+
+std::optional<std::uint32_t> AudioEngineControl::getDeviceID(const QString &name) const
+{
+    if (name == systemDefaultName) return std::nullopt;
+    for (const InputDevice &device : platform_.inputDevices()) {
+        if (device.name == name) return device.id;
+    }
+    return std::nullopt;
+}
+
+bool AudioEngineControl::isDeviceValid(std::uint32_t id) { return platform_.isDeviceAlive(id); }
+
+void AudioEngineControl::publishDeviceList()
+{
+    availableInputDevices_ = enumerateInputDevices();
+    emit availableInputDevicesChanged(availableInputDevices_);
+}
+
+void AudioEngineControl::updateAvailableDevices()
+{
+    publishDeviceList();
+    // Without a server the list says nothing about which devices exist.
+    if (platform_.access() != AudioPlatform::Access::granted) return;
+    if (selectedInputDevice_ != noneName && selectedInputDevice_ != systemDefaultName &&
+        !availableInputDevices_.contains(selectedInputDevice_)) {
+        setSelectedInputDevice(systemDefaultName);
+    }
+}
+
+void AudioEngineControl::scheduleHardwareUpdate() { hardwareChangeTimer_.start(); }
+
+void AudioEngineControl::runHardwareUpdate()
+{
+    if (!engine_ || serverLost_) return;
+    updateAvailableDevices();
+    if (selectedInputDevice_ == systemDefaultName) return;
+    QTimer::singleShot(hardwareRecheckDelay, this, [this] {
+        if (!engine_) return;
+        if (availableInputDevices_.contains(selectedInputDevice_)) {
+            // Only a default-input back-end left without a source is restarted.
+            if (isRunning_ && backend_ && backend_->kind() == CaptureBackend::Kind::defaultInput &&
+                !backend_->hasInput())
+                restartEngine();
+        } else {
+            setSelectedInputDevice(systemDefaultName);
+        }
+    });
+}
+
+void AudioEngineControl::handleDevicesChanged()
+{
+    if (serverLost_) return;
+    if (deviceReturnTimer_.isActive() && getDeviceID(selectedInputDevice_)) {
+        deviceReturnTimer_.stop();
+        if (!isRunning_ && !isRestartingEngine_) startEngine();
+    }
+    scheduleHardwareUpdate();
+}
+
+void AudioEngineControl::handleAccessChanged()
+{
+    switch (platform_.access()) {
+    case AudioPlatform::Access::granted:
+        serverLost_ = false;
+        setHasPermission(true);
+        publishDeviceList();
+        if (awaitingAccess_ || resumeAfterReconnect_) resumeCapture();
+        break;
+    case AudioPlatform::Access::denied:
+        if (!awaitingAccess_ && !resumeAfterReconnect_) break;
+        awaitingAccess_ = resumeAfterReconnect_ = false;
+        stopEngine();
+        setHasPermission(false);
+        setErrorMessage(QStringLiteral("Microphone access denied"));
+        break;
+    case AudioPlatform::Access::unreachable:
+        // Every failed attempt reports again; only a first start still waiting says so.
+        if (awaitingAccess_ && !resumeAfterReconnect_) reportServerUnreachable();
+        break;
+    case AudioPlatform::Access::pending:
+        break;
+    }
+}
+
+void AudioEngineControl::resumeCapture()
+{
+    const bool afterLoss = std::exchange(resumeAfterReconnect_, false);
+    awaitingAccess_ = false;
+    if (backend_ && backend_->kind() == CaptureBackend::Kind::testSignal) stopEngine();
+    if (isRunning_ || isRestartingEngine_) return;
+
+    const bool namedDevice = selectedInputDevice_ != noneName && selectedInputDevice_ != systemDefaultName;
+    if (afterLoss && namedDevice && !getDeviceID(selectedInputDevice_)) {
+        // The server is back before the device's node: give it a moment.
+        deviceReturnTimer_.start();
+        return;
+    }
+    setErrorMessage({});
+    startEngine();
+}
+
+void AudioEngineControl::handleServerLost(const QString &reason)
+{
+    serverLost_ = true;
+    hardwareChangeTimer_.stop();
+    const bool wasCapturing = backend_ && backend_->kind() != CaptureBackend::Kind::testSignal;
+    if (backend_) stopEngine();
+    // The last values fall to -60 on their own: the tick has no back-end to read.
+    if (wasCapturing || awaitingAccess_ || deviceReturnTimer_.isActive()) resumeAfterReconnect_ = true;
+    deviceReturnTimer_.stop();
+    setErrorMessage(reason + QStringLiteral(" Reconnecting..."));
+}
+
+void AudioEngineControl::reportServerUnreachable()
+{
+    QString message = QStringLiteral("Failed to start audio engine: ") + platform_.accessProblem();
+    if (testSignalWithoutServer_ && selectedInputDevice_ != noneName) {
+        if (!backend_) {
+            auto testSignal = std::make_unique<TestSignalCaptureImpl>();
+            testSignal->start();
+            activate(std::move(testSignal));
+        }
+        message += QStringLiteral(" Showing the built-in test signal instead.");
+    }
+    setErrorMessage(message);
+}
+
+void AudioEngineControl::handleBackendConfigurationChanged()
+{
+    if (!backend_ || !engine_) return;
+    const auto rate = static_cast<float>(backend_->sampleRate());
+    if (rate == engine_->currentSampleRate()) return;
+    engine_->setCurrentSampleRate(rate);
+    // A loudness measurement runs at one rate; a new rate starts a new measurement.
+    attachLoudnessMeter();
+}
+
+void AudioEngineControl::handleBackendFailed(const QString &reason)
+{
+    // The back-end is inside its own signal here and must not be destroyed under it.
+    QTimer::singleShot(0, this, [this, serial = backendSerial_, reason] {
+        if (!backend_ || serial != backendSerial_) return;
+        const CaptureBackend::Kind kind = backend_->kind();
+        stopEngine();
+        if (kind == CaptureBackend::Kind::device) {
+            fallBackToDefaultInput();
+        } else {
+            setErrorMessage(QStringLiteral("Failed to start audio engine: ") + reason);
+        }
+    });
+}
+
+void AudioEngineControl::setErrorMessage(const QString &message)
+{
+    if (engine_) engine_->setErrorMessage(message);
+}
+
+void AudioEngineControl::setIsRunning(bool running)
+{
+    if (running == isRunning_) return;
+    isRunning_ = running;
+    emit isRunningChanged(running);
+}
+
+void AudioEngineControl::setHasPermission(bool granted)
+{
+    if (granted == hasPermission_) return;
+    hasPermission_ = granted;
+    emit hasPermissionChanged(granted);
+}

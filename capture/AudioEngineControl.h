@@ -1,0 +1,138 @@
+#pragma once
+
+#include "capture/AudioPlatform.h"
+#include "capture/CaptureBackend.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+class AudioEngine;
+class DefaultsStore;
+
+// The control side of the engine: permission, the input device list, choosing,
+// starting, stopping and restarting the back-end for the selected source, reacting to
+// device changes, wake-ups and a restarting audio server. It drives AudioEngine
+// through the engine's control surface and holds it weakly: when the engine is gone,
+// delayed work does nothing. Main thread only.
+class AudioEngineControl : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool isRunning READ isRunning NOTIFY isRunningChanged)
+    Q_PROPERTY(bool hasPermission READ hasPermission NOTIFY hasPermissionChanged)
+    Q_PROPERTY(QString selectedInputDevice READ selectedInputDevice WRITE setSelectedInputDevice NOTIFY
+                   selectedInputDeviceChanged)
+    Q_PROPERTY(QStringList availableInputDevices READ availableInputDevices NOTIFY availableInputDevicesChanged)
+
+public:
+    static constexpr const char *noneDevice = "None";
+    static constexpr const char *systemDefaultDevice = "System Default";
+    static constexpr const char *selectedInputDeviceKey = "selectedInputDevice";
+
+    static constexpr auto hardwareChangeDebounceInterval = std::chrono::milliseconds(500);
+    static constexpr auto restartDelay = std::chrono::milliseconds(100);
+    static constexpr auto hardwareRecheckDelay = std::chrono::milliseconds(100);
+    static constexpr auto wakeRestartDelay = std::chrono::milliseconds(500);
+    // After the audio server came back: how long to wait for the selected device to
+    // reappear before falling back to "System Default".
+    static constexpr auto deviceReturnTimeout = std::chrono::milliseconds(5000);
+
+    // Reads the selection from `store` ("None" when absent). Nothing is captured until
+    // startIfNeeded(). `store` must outlive this object.
+    AudioEngineControl(AudioEngine &engine, AudioPlatform &platform, DefaultsStore &store, QObject *parent = nullptr);
+    // Stops the running back-end.
+    ~AudioEngineControl() override;
+
+    // While no audio server can be reached, capture the built-in test signal instead
+    // (the status line says why). Off by default.
+    void setTestSignalWithoutServer(bool enabled) { testSignalWithoutServer_ = enabled; }
+
+    // Begins capture unless it runs or a restart is under way.
+    void startIfNeeded();
+    void checkPermissionAndStart();
+    // Chooses and starts the back-end for selectedInputDevice().
+    void startEngine();
+    // Stops and drops the running back-end.
+    void stopEngine();
+    // Stops at once and starts again restartDelay later; ignored while a restart is pending.
+    void restartEngine();
+
+    // Publishes enumerateInputDevices() as availableInputDevices (always emitting), and
+    // switches a selection that is no longer listed to "System Default".
+    void updateAvailableDevices();
+    // "None", "System Default", then every capturable device in the system's order.
+    QStringList enumerateInputDevices() const;
+    // The first device with exactly this name; "System Default" has none.
+    std::optional<std::uint32_t> getDeviceID(const QString &name) const;
+    // Whether the device still exists (answered within 0.5 s, else gone).
+    bool isDeviceValid(std::uint32_t id);
+    // Debounces device-list changes: one update hardwareChangeDebounceInterval after the last.
+    void scheduleHardwareUpdate();
+    int currentDefaultOutputChannelCount() const { return platform_.defaultOutputChannelCount(); }
+
+    bool isRunning() const { return isRunning_; }
+    bool hasPermission() const { return hasPermission_; }
+    QString selectedInputDevice() const { return selectedInputDevice_; }
+    // Persists the choice and restarts capture for it (unless a restart is changing it).
+    void setSelectedInputDevice(const QString &device);
+    QStringList availableInputDevices() const { return availableInputDevices_; }
+    bool isRestartingEngine() const { return isRestartingEngine_; }
+    // The running back-end, or nullptr.
+    const CaptureBackend *activeCaptureBackend() const { return backend_.get(); }
+
+signals:
+    void isRunningChanged(bool running);
+    void hasPermissionChanged(bool granted);
+    void selectedInputDeviceChanged(const QString &device);
+    // Emitted on every publication of the list, changed or not.
+    void availableInputDevicesChanged(const QStringList &devices);
+
+private:
+    void startEngineWithDefaultInput();
+    void startEngineWithDevice(std::uint32_t id);
+    // Makes `backend` the engine's source with a fresh loudness measurement.
+    void activate(std::unique_ptr<CaptureBackend> backend);
+    void attachLoudnessMeter();
+    // Changes the selection without persisting it or restarting (the guard is held).
+    void selectWhileRestarting(const QString &device);
+    void fallBackToDefaultInput();
+    void reportServerUnreachable();
+    void publishDeviceList();
+    void runHardwareUpdate();
+    void resumeCapture();
+
+    void handleAccessChanged();
+    void handleServerLost(const QString &reason);
+    void handleDevicesChanged();
+    void handleBackendConfigurationChanged();
+    void handleBackendFailed(const QString &reason);
+
+    void setErrorMessage(const QString &message);
+    void setIsRunning(bool running);
+    void setHasPermission(bool granted);
+
+    QPointer<AudioEngine> engine_;               // the engine driven; may go away first
+    AudioPlatform &platform_;                    // device list, access, back-end factory
+    DefaultsStore &store_;                       // where the selection is persisted
+
+    bool isRunning_ = false;                     // a back-end is capturing
+    bool hasPermission_ = false;                 // the audio server accepted this client
+    QString selectedInputDevice_;                // the chosen source
+    QStringList availableInputDevices_;          // choices for the input picker
+    bool isRestartingEngine_ = false;            // guard for restarts and internal selection changes
+    std::unique_ptr<CaptureBackend> backend_;    // the running back-end, or none
+    std::uint64_t backendSerial_ = 0;            // counts activated back-ends
+
+    bool testSignalWithoutServer_ = false;       // offer the test signal while there is no server
+    bool awaitingAccess_ = false;                // start once the server answers
+    bool resumeAfterReconnect_ = false;          // capture ran when the server went away
+    bool serverLost_ = false;                    // between losing the server and getting it back
+    QTimer hardwareChangeTimer_;                 // single shot: the pending debounced update
+    QTimer deviceReturnTimer_;                   // single shot: give up waiting for the device
+};

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "engine/dsp/AudioCaptureBackend.h"
+#include "engine/dsp/LoudnessMeter.h"
+#include "engine/dsp/SpectralSettingsSink.h"
+
+#include <QObject>
+#include <QString>
+
+#include <memory>
+
+// A started capture back-end as the engine control sees it: something that delivers
+// blocks on its own audio thread into a block processor that the display tick reads.
+// All calls and signals are on the main thread.
+class CaptureBackend : public QObject {
+    Q_OBJECT
+
+public:
+    enum class Kind {
+        defaultInput, // the system's default source ("System Default")
+        device,       // a named source or sink monitor
+        testSignal,   // the built-in test signal, no audio server involved
+    };
+
+    virtual Kind kind() const = 0;
+    // What the display tick reads levels, spectrum samples and phase-scope points from.
+    virtual std::shared_ptr<AudioCaptureBackend> reader() const = 0;
+    // The default-input back-end analyses its spectrum itself and takes the engine's
+    // analysis settings; the others return nullptr.
+    virtual std::shared_ptr<SpectralSettingsSink> spectralSink() const { return nullptr; }
+    // Hz: the negotiated rate, or the rate assumed until negotiation.
+    virtual double sampleRate() const = 0;
+    // Channels the loudness measurement should have (1 or 2).
+    virtual int channelCount() const = 0;
+    // The measurement fed from now on; the previous one is released.
+    virtual void setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter) = 0;
+    // False while the back-end is not connected to any source (e.g. no default source).
+    virtual bool hasInput() const { return true; }
+    // Stops delivery; when it returns no audio thread touches the back-end any more.
+    virtual void stop() = 0;
+
+signals:
+    // The source's format changed or the default source moved; sampleRate() may differ.
+    void configurationChanged();
+    // The back-end stopped delivering for good (stream error, target removed).
+    void failed(const QString &reason);
+};
