@@ -45,7 +45,9 @@ public:
 
     // Audio thread. left: frameCount samples; right: frameCount samples or nullptr.
     // A two-channel meter given both channels interleaves them; otherwise the left
-    // samples are handed over as they are. Only the first maxFrames frames count.
+    // samples are handed over as they are, so a two-channel meter fed only a left
+    // channel reads them as interleaved pairs (open a one-channel meter for a mono
+    // source). Only the first maxFrames frames of a block are measured.
     void addFrames(const float *left, const float *right, std::size_t frameCount);
 
     // Main thread: the values cached by the latest addFrames().

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <new>
 #include <numbers>
+#include <stdexcept>
 
 namespace {
 
@@ -30,70 +31,78 @@ std::mutex &plannerMutex()
     return mutex;
 }
 
-template <typename T>
-T *fftwAlloc(std::size_t count)
+float *fftwAllocFloats(std::size_t count)
 {
-    void *memory = fftwf_malloc(count * sizeof(T));
+    void *memory = fftwf_malloc(count * sizeof(float));
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
-    return static_cast<T *>(memory);
+    return static_cast<float *>(memory);
 }
 
 } // namespace
 
-SpectrumAnalyzer::SpectrumAnalyzer()
+void SpectrumAnalyzer::FftwFree::operator()(float *memory) const noexcept
 {
-    window_ = fftwAlloc<float>(fftSize);
-    input_ = fftwAlloc<float>(fftSize);
-    spectrum_ = fftwAlloc<float>(2 * (binCount + 1));
-    dbMagnitudes_ = fftwAlloc<float>(binCount);
-    std::fill_n(input_, fftSize, 0.0f);
-    std::fill_n(dbMagnitudes_, binCount, 0.0f);
+    fftwf_free(memory);
+}
+
+void SpectrumAnalyzer::PlanDestroy::operator()(fftwf_plan_s *plan) const noexcept
+{
+    std::lock_guard guard(plannerMutex());
+    fftwf_destroy_plan(plan);
+}
+
+SpectrumAnalyzer::SpectrumAnalyzer()
+    : window_(fftwAllocFloats(fftSize))
+    , input_(fftwAllocFloats(fftSize))
+    , spectrum_(fftwAllocFloats(2 * (binCount + 1)))
+    , dbMagnitudes_(fftwAllocFloats(binCount))
+{
+    std::fill_n(input_.get(), fftSize, 0.0f);
+    std::fill_n(dbMagnitudes_.get(), binCount, 0.0f);
 
     // Periodic Hann window (N, not N - 1, in the denominator), scaled to unit RMS.
     for (std::size_t n = 0; n < fftSize; ++n) {
         const double phase = 2.0 * std::numbers::pi * static_cast<double>(n) / fftSize;
-        window_[n] = static_cast<float>(hannScale * (1.0 - std::cos(phase)));
+        window_.get()[n] = static_cast<float>(hannScale * (1.0 - std::cos(phase)));
     }
 
     // A real input transform gives the same bins 0 ... N/2 as a complex transform of
     // the same samples with a zero imaginary part, at half the cost.
-    std::lock_guard guard(plannerMutex());
-    plan_ = fftwf_plan_dft_r2c_1d(static_cast<int>(fftSize), input_,
-                                  reinterpret_cast<fftwf_complex *>(spectrum_), FFTW_ESTIMATE);
-}
-
-SpectrumAnalyzer::~SpectrumAnalyzer()
-{
     {
         std::lock_guard guard(plannerMutex());
-        if (plan_ != nullptr) {
-            fftwf_destroy_plan(plan_);
-        }
+        plan_.reset(fftwf_plan_dft_r2c_1d(static_cast<int>(fftSize), input_.get(),
+                                          reinterpret_cast<fftwf_complex *>(spectrum_.get()),
+                                          FFTW_ESTIMATE));
     }
-    fftwf_free(dbMagnitudes_);
-    fftwf_free(spectrum_);
-    fftwf_free(input_);
-    fftwf_free(window_);
+    if (!plan_) {
+        throw std::runtime_error("SpectrumAnalyzer: FFTW could not plan a 4096-point transform");
+    }
 }
+
+SpectrumAnalyzer::~SpectrumAnalyzer() = default;
 
 void SpectrumAnalyzer::analyze(const float *mono, const SpectrumParams &params,
                                std::span<float> bandsOut)
 {
+    const float *window = window_.get();
+    float *input = input_.get();
     for (std::size_t n = 0; n < fftSize; ++n) {
-        input_[n] = mono[n] * window_[n];
+        input[n] = mono[n] * window[n];
     }
-    fftwf_execute(plan_);
+    fftwf_execute(plan_.get());
 
+    const float *spectrum = spectrum_.get();
+    float *db = dbMagnitudes_.get();
     const float offset = params.calibrationOffset - transformGainDb;
     for (std::size_t k = 0; k < binCount; ++k) {
-        const float re = spectrum_[2 * k];
-        const float im = spectrum_[2 * k + 1];
+        const float re = spectrum[2 * k];
+        const float im = spectrum[2 * k + 1];
         const float power = re * re + im * im;
         // 10 * log10(x) as (10 / ln 10) * ln(x): the same to a float ulp, and glibc's
         // logf takes half the time of its log10f, which dominates this loop.
-        dbMagnitudes_[k] = tenOverLn10 * std::log(power + powerFloor) + offset;
+        db[k] = tenOverLn10 * std::log(power + powerFloor) + offset;
     }
 
     const std::size_t bandCount = bandsOut.size();

@@ -3,6 +3,7 @@
 #include "engine/dsp/LogBandLayout.h"
 
 #include <cstddef>
+#include <memory>
 #include <span>
 
 struct fftwf_plan_s;
@@ -40,15 +41,23 @@ public:
     void analyze(const float *mono, const SpectrumParams &params, std::span<float> bandsOut);
 
     // The binCount bin levels (dB) of the latest analyze() call.
-    std::span<const float> dbMagnitudes() const { return {dbMagnitudes_, binCount}; }
+    std::span<const float> dbMagnitudes() const { return {dbMagnitudes_.get(), binCount}; }
 
 private:
-    fftwf_plan_s *plan_ = nullptr; // real-to-complex forward plan over input_ -> spectrum_
-    float *window_ = nullptr;       // fftSize Hann coefficients
-    float *input_ = nullptr;        // fftSize windowed samples (FFT input)
-    float *spectrum_ = nullptr;     // (fftSize/2 + 1) complex bins as re, im pairs
-    float *dbMagnitudes_ = nullptr; // binCount bin levels in dB
-    LogBandLayout bandLayout_;      // bin ranges of the bands for the latest parameters
+    struct FftwFree {
+        void operator()(float *memory) const noexcept;
+    };
+    struct PlanDestroy {
+        void operator()(fftwf_plan_s *plan) const noexcept;
+    };
+    using FftwBuffer = std::unique_ptr<float, FftwFree>;
+
+    FftwBuffer window_;       // fftSize Hann coefficients
+    FftwBuffer input_;        // fftSize windowed samples (FFT input)
+    FftwBuffer spectrum_;     // (fftSize/2 + 1) complex bins as re, im pairs
+    FftwBuffer dbMagnitudes_; // binCount bin levels in dB
+    std::unique_ptr<fftwf_plan_s, PlanDestroy> plan_; // real-to-complex plan, input_ -> spectrum_
+    LogBandLayout bandLayout_; // bin ranges of the bands for the latest parameters
 };
 
 // Maps bin levels (dB, dbMagnitudes.size() bins of sampleRate/4096 Hz each) onto

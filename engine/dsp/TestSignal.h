@@ -11,9 +11,11 @@ public:
     static constexpr float lowestFrequency = 100.0f;  // Hz, where the sweep turns up
     static constexpr float highestFrequency = 8000.0f; // Hz, where the sweep turns down
 
+    // sampleRate in Hz, greater than 0.
     explicit TestSignalGenerator(double sampleRate = 48000.0);
 
-    // The sample rate (Hz) of the blocks to come; the sweep speed stays 2 Hz per frame.
+    // The sample rate (Hz, greater than 0) of the blocks to come; the sweep speed stays
+    // 2 Hz per frame whatever the rate.
     void setSampleRate(double sampleRate);
 
     // Writes frameCount frames into left and, when not nullptr, the same values into right.
