@@ -1,0 +1,36 @@
+#include "engine/DisplayLinkProxy.h"
+
+#include "engine/AudioEngine.h"
+
+#include <QMetaObject>
+
+#include <mutex>
+
+DisplayLinkProxy::DisplayLinkProxy(AudioEngine *engine) : engine_(engine) {}
+
+void DisplayLinkProxy::displayLinkFired()
+{
+    {
+        std::lock_guard guard(pendingLock_);
+        if (updatePending_) return;
+        updatePending_ = true;
+    }
+    // Queued on this object: if it is destroyed first, Qt drops the call with it.
+    QMetaObject::invokeMethod(this, &DisplayLinkProxy::runPendingTick, Qt::QueuedConnection);
+}
+
+bool DisplayLinkProxy::isUpdatePending() const
+{
+    std::lock_guard guard(pendingLock_);
+    return updatePending_;
+}
+
+void DisplayLinkProxy::runPendingTick()
+{
+    // Cleared before the tick, so a frame arriving during a long tick queues the next one.
+    {
+        std::lock_guard guard(pendingLock_);
+        updatePending_ = false;
+    }
+    if (engine_) engine_->updateDisplayValues();
+}
