@@ -47,16 +47,18 @@ double LUFSRingMeterView::easeOut(double t)
 {
     // The standard ease-out timing curve, cubic Bezier (0, 0) (0.58, 1): solve x(s) = t
     // for the curve parameter by bisection (x is monotonic), then return y(s).
-    t = std::clamp(t, 0.0, 1.0);
+    if (!(t > 0.0)) return 0.0;
+    if (t >= 1.0) return 1.0;
+    // With both first control coordinates 0: x(s) = 3(1-s)s^2 * 0.58 + s^3, y(s) = 3(1-s)s^2 + s^3.
     auto x = [](double s) { return 3.0 * (1.0 - s) * s * s * 0.58 + s * s * s; };
     double lo = 0.0;
     double hi = 1.0;
-    for (int i = 0; i < 30; ++i) {
+    for (int i = 0; i < 48; ++i) {
         const double mid = 0.5 * (lo + hi);
         (x(mid) < t ? lo : hi) = mid;
     }
     const double s = 0.5 * (lo + hi);
-    return 3.0 * (1.0 - s) * (1.0 - s) * s + 3.0 * (1.0 - s) * s * s + s * s * s;
+    return 3.0 * (1.0 - s) * s * s + s * s * s;
 }
 
 double LUFSRingMeterView::ArcAnimation::valueAt(double now) const
