@@ -100,7 +100,11 @@ int runRenderViewCommand(int argc, char **argv)
 {
     // Rendering never needs a display.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv);
+    // Fonts need a GUI application object; a caller that has one (a test) keeps it.
+    std::unique_ptr<QGuiApplication> ownApp;
+    if (!QCoreApplication::instance()) ownApp = std::make_unique<QGuiApplication>(argc, argv);
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) arguments << QString::fromLocal8Bit(argv[i]);
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Draws a meter view from a saved state into a PNG."));
@@ -112,7 +116,7 @@ int runRenderViewCommand(int argc, char **argv)
     parser.addOption({QStringLiteral("width"), QStringLiteral("Width in points."), QStringLiteral("W")});
     parser.addOption({QStringLiteral("height"), QStringLiteral("Height in points."), QStringLiteral("H")});
     parser.addHelpOption();
-    if (!parser.parse(app.arguments())) {
+    if (!parser.parse(arguments)) {
         printError(parser.errorText());
         return 2;
     }

@@ -1,0 +1,123 @@
+#include "views/Symbols.h"
+#include "views/qt/QtCanvas.h"
+
+#include "GuiTestSupport.h"
+#include "ViewTestSupport.h"
+
+#include <QImage>
+#include <QPainter>
+
+#include <functional>
+
+using namespace view_test;
+
+namespace {
+
+// Draws into a transparent image of size x scale device pixels.
+QImage drawn(Size size, double scale, const std::function<void(Canvas &)> &draw)
+{
+    ensureGuiApplication();
+    QImage image(static_cast<int>(size.width * scale), static_cast<int>(size.height * scale),
+                 QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(scale);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    QtCanvas canvas(painter);
+    draw(canvas);
+    painter.end();
+    return image;
+}
+
+void expectPixel(const QImage &image, int x, int y, QColor expected, int tolerance = 3)
+{
+    const QColor actual = image.pixelColor(x, y);
+    EXPECT_NEAR(actual.red(), expected.red(), tolerance) << x << "," << y;
+    EXPECT_NEAR(actual.green(), expected.green(), tolerance) << x << "," << y;
+    EXPECT_NEAR(actual.blue(), expected.blue(), tolerance) << x << "," << y;
+    EXPECT_NEAR(actual.alpha(), expected.alpha(), tolerance) << x << "," << y;
+}
+
+} // namespace
+
+// Logical points land on whole device pixels at 1x, 1.5x and 2x: edges stay sharp.
+TEST(QtCanvas, RectanglesOnWholePointsAreCrispAtEveryScale)
+{
+    for (double scale : {1.0, 1.5, 2.0}) {
+        const QImage image = drawn({20.0, 20.0}, scale, [](Canvas &c) { c.fillRect({2.0, 2.0, 10.0, 10.0}, {1, 0, 0, 1}); });
+        const int first = static_cast<int>(2.0 * scale);
+        const int last = static_cast<int>(12.0 * scale) - 1;
+        expectPixel(image, first, first, Qt::red, 0);
+        expectPixel(image, last, last, Qt::red, 0);
+        expectPixel(image, first - 1, first, Qt::transparent, 0);
+        expectPixel(image, last + 1, last, Qt::transparent, 0);
+    }
+}
+
+// A bar gradient with a stop beyond the top (+6 dB on a bar ending at 0 dB) shows the
+// 0 dB colour at the top and the -60 dB colour at the bottom.
+TEST(QtCanvas, BarGradientsRunBottomToTopAndKeepEachLevelsColour)
+{
+    const GradientPreset preset = trafficLight();
+    const DrawableGradient gradient = preset.linearGradient(-60.0f, 0.0f);
+    const Rect bar{0.0, 0.0, 10.0, 120.0};
+    const QImage image = drawn({10.0, 120.0}, 2.0, [&](Canvas &c) { c.fillRoundedRect(bar, 0.0, gradientOver(gradient, bar)); });
+    expectPixel(image, 10, 239, QColor(0, 255, 0), 6);  // -60 dB: green
+    expectPixel(image, 10, 0, QColor(255, 0, 0), 6);    // 0 dB: red, not the +6 dB colour
+    expectPixel(image, 10, 48, QColor(255, 255, 0), 6); // -12 dB: yellow, a fifth from the top
+}
+
+TEST(QtCanvas, ArcsRunClockwiseFromTheirStartAngle)
+{
+    const QImage image = drawn({100.0, 100.0}, 1.0, [](Canvas &c) {
+        c.strokeArc({50.0, 50.0}, 40.0, -90.0, 90.0, {1, 1, 1, 1}, {6.0, LineCap::Butt});
+    });
+    // From twelve to three o'clock: the upper right quadrant only.
+    expectPixel(image, 50 + 28, 50 - 28, Qt::white, 10);
+    expectPixel(image, 50 - 28, 50 - 28, Qt::transparent, 0);
+    expectPixel(image, 50 + 28, 50 + 28, Qt::transparent, 0);
+}
+
+TEST(QtCanvas, OpacityAndClipApplyUntilRestore)
+{
+    const QImage image = drawn({40.0, 20.0}, 1.0, [](Canvas &c) {
+        {
+            CanvasStateGuard guard(c);
+            c.multiplyOpacity(0.5);
+            c.clipToRect({0.0, 0.0, 10.0, 20.0});
+            c.fillRect({0.0, 0.0, 20.0, 20.0}, {1, 1, 1, 1});
+        }
+        c.fillRect({30.0, 0.0, 10.0, 20.0}, {1, 1, 1, 1});
+    });
+    EXPECT_NEAR(image.pixelColor(5, 10).alpha(), 128, 2);
+    EXPECT_EQ(image.pixelColor(15, 10).alpha(), 0);
+    EXPECT_EQ(image.pixelColor(35, 10).alpha(), 255);
+}
+
+TEST(QtCanvas, FilledSymbolsCutTheirMarkOutOfTheDisc)
+{
+    const QImage image = drawn({40.0, 40.0}, 2.0, [](Canvas &c) {
+        drawSymbol(c, Symbol::CheckmarkCircleFill, {20.0, 20.0}, 36.0, {0, 1, 0, 1});
+    });
+    // The check's lower corner is a hole; the disc around it is filled.
+    const int cornerX = static_cast<int>((20.0 - 18.0 * 0.12) * 2.0);
+    const int cornerY = static_cast<int>((20.0 + 18.0 * 0.33) * 2.0);
+    EXPECT_EQ(image.pixelColor(cornerX, cornerY).alpha(), 0);
+    expectPixel(image, 40, 70, Qt::green, 0);
+    EXPECT_EQ(image.pixelColor(2, 2).alpha(), 0);
+}
+
+// Sizes are logical points whatever the device: a 20 point font measures about 20
+// points tall, and monospaced digits advance equally.
+TEST(QtCanvas, MeasuresTextInLogicalPoints)
+{
+    for (double scale : {1.0, 2.0}) {
+        drawn({10.0, 10.0}, scale, [](Canvas &c) {
+            const Font mono{20.0, FontWeight::Light, true};
+            const TextMetrics one = c.measureText("0", mono);
+            EXPECT_GT(one.height(), 18.0);
+            EXPECT_LT(one.height(), 30.0);
+            EXPECT_NEAR(c.measureText("-12.5", mono).width, 5.0 * one.width, 0.01);
+            EXPECT_GT(c.measureText("\u221E", mono).width, 0.0);
+        });
+    }
+}
