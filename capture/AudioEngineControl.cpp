@@ -46,10 +46,16 @@ AudioEngineControl::AudioEngineControl(AudioEngine &engine, AudioPlatform &platf
         });
     });
 
+    engine.setLevelsObserver([this](const AudioLevels &levels, double now) { watchSilence(levels, now); });
+
     if (platform_.access() == AudioPlatform::Access::granted) publishDeviceList();
 }
 
-AudioEngineControl::~AudioEngineControl() { stopEngine(); }
+AudioEngineControl::~AudioEngineControl()
+{
+    stopEngine();
+    if (engine_) engine_->setLevelsObserver({});
+}
 
 void AudioEngineControl::startIfNeeded()
 {
@@ -155,6 +161,7 @@ void AudioEngineControl::activate(std::unique_ptr<CaptureBackend> backend)
     }
     setIsRunning(true);
     setErrorMessage({});
+    silenceWatch_.reset();
     attachLoudnessMeter();
 }
 
@@ -370,6 +377,22 @@ void AudioEngineControl::handleBackendFailed(const QString &reason)
             setErrorMessage(QStringLiteral("Failed to start audio engine: ") + reason);
         }
     });
+}
+
+void AudioEngineControl::watchSilence(const AudioLevels &levels, double now)
+{
+    if (!backend_ || !backend_->watchesForSilence()) return;
+    const QString warning = QString::fromUtf8(silenceWarning);
+    switch (silenceWatch_.update(levels, now)) {
+    case SilenceWatch::Action::warn:
+        setErrorMessage(warning);
+        break;
+    case SilenceWatch::Action::clear:
+        if (engine_ && engine_->errorMessage() == warning) setErrorMessage({});
+        break;
+    case SilenceWatch::Action::none:
+        break;
+    }
 }
 
 void AudioEngineControl::setErrorMessage(const QString &message)

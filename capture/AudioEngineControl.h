@@ -2,6 +2,7 @@
 
 #include "capture/AudioPlatform.h"
 #include "capture/CaptureBackend.h"
+#include "capture/SilenceWatch.h"
 
 #include <QObject>
 #include <QPointer>
@@ -34,6 +35,9 @@ public:
     static constexpr const char *noneDevice = "None";
     static constexpr const char *systemDefaultDevice = "System Default";
     static constexpr const char *selectedInputDeviceKey = "selectedInputDevice";
+    // Shown while a silence-watched source has delivered only silence for a while.
+    static constexpr const char *silenceWarning =
+        "No audio received \u2014 the captured application may be muted, or KelvraMeters may not record it";
 
     static constexpr auto hardwareChangeDebounceInterval = std::chrono::milliseconds(500);
     static constexpr auto restartDelay = std::chrono::milliseconds(100);
@@ -112,6 +116,7 @@ private:
     void handleDevicesChanged();
     void handleBackendConfigurationChanged();
     void handleBackendFailed(const QString &reason);
+    void watchSilence(const AudioLevels &levels, double now);
 
     void setErrorMessage(const QString &message);
     void setIsRunning(bool running);
@@ -135,4 +140,5 @@ private:
     bool serverLost_ = false;                    // between losing the server and getting it back
     QTimer hardwareChangeTimer_;                 // single shot: the pending debounced update
     QTimer deviceReturnTimer_;                   // single shot: give up waiting for the device
+    SilenceWatch silenceWatch_;                  // silence run of the active back-end
 };

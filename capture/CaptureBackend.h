@@ -36,6 +36,9 @@ public:
     virtual void setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter) = 0;
     // False while the back-end is not connected to any source (e.g. no default source).
     virtual bool hasInput() const { return true; }
+    // A back-end that delivers silence rather than failing when it may not record
+    // (application audio) asks for the silence warning.
+    virtual bool watchesForSilence() const { return false; }
     // Stops delivery; when it returns no audio thread touches the back-end any more.
     virtual void stop() = 0;
 

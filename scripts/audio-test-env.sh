@@ -14,8 +14,9 @@
 #   audio-test-env.sh restart-server DIR  kill pipewire (and its clients) and bring
 #                                         the whole session back
 #   audio-test-env.sh kill-server DIR     kill pipewire and its clients only
-#   audio-test-env.sh plug DIR NAME       add a source described as NAME (a device
-#                                         plugged in); prints nothing
+#   audio-test-env.sh plug DIR NAME...    add sources described as NAME (devices
+#                                         plugged in); the sink feeding each is
+#                                         "plug-NAME-feed", non-alphanumerics as "-"
 #   audio-test-env.sh unplug DIR NAME     remove it again (the device pulled out)
 #
 # Inside the session: pw-play --target mic-feed FILE feeds the virtual microphone.
@@ -251,12 +252,19 @@ restart-server)
 plug)
     check_dir "${1:-}"
     [[ -n ${2:-} ]] || die "plug needs a device name"
-    dir=$1 name=$2
+    dir=$1; shift
     session_env "$dir"
-    tag=plug-$(echo "$name" | tr -c 'A-Za-z0-9\n' '-')
-    [[ ! -f $dir/pid/$tag ]] || die "$name is already plugged in"
-    spawn_loopback "$dir" "$tag" "$tag-feed" "$tag" "$name" 100
-    wait_for node_exists "$tag" || die "$name did not appear"
+    # All devices first, then the waits: several names arrive as one burst of changes.
+    tags=()
+    for name in "$@"; do
+        tag=plug-$(echo "$name" | tr -c 'A-Za-z0-9\n' '-')
+        [[ ! -f $dir/pid/$tag ]] || die "$name is already plugged in"
+        spawn_loopback "$dir" "$tag" "$tag-feed" "$tag" "$name" 100
+        tags+=("$tag")
+    done
+    for tag in "${tags[@]}"; do
+        wait_for node_exists "$tag" || die "$tag did not appear"
+    done
     ;;
 unplug)
     check_dir "${1:-}"

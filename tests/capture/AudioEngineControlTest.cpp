@@ -1,0 +1,387 @@
+// The engine control against a fake audio system: which back-end starts for which
+// selection, the fall-backs, the restart guard, the device-change debounce, access,
+// server loss and the silence warning.
+
+#include "capture/AudioEngineControl.h"
+#include "engine/AudioEngine.h"
+#include "settings/AppSettings.h"
+#include "settings/DefaultsStore.h"
+#include "tests/capture/FakeAudioPlatform.h"
+#include "tests/capture/QtTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using namespace std::chrono_literals;
+using Access = AudioPlatform::Access;
+using Kind = CaptureBackend::Kind;
+
+namespace {
+
+const QString none = QStringLiteral("None");
+const QString systemDefault = QStringLiteral("System Default");
+const QString usbMic = QStringLiteral("USB Mic");
+const QString selectionKey = QStringLiteral("selectedInputDevice");
+constexpr std::uint32_t usbMicId = 7;
+
+class AudioEngineControlTest : public ::testing::Test {
+protected:
+    // Creates the control with `selection` stored beforehand (none stored when empty).
+    AudioEngineControl &makeControl(const QString &selection = {})
+    {
+        if (!selection.isEmpty()) store.writeString(selectionKey, selection);
+        control.reset(); // the previous control lets go of the engine first
+        control = std::make_unique<AudioEngineControl>(engine, platform, store);
+        return *control;
+    }
+
+    QString stored() const { return store.readString(selectionKey).value_or(QString()); }
+    Kind runningKind() const { return control->activeCaptureBackend()->kind(); }
+
+    QCoreApplication &application = testApplication();
+    double now = 1.0; // s, the engine's clock
+    AppSettings settings{std::make_shared<MemoryDefaultsStore>()};
+    AudioEngine engine{settings, AudioEngine::TickSource::external, [this] { return now; }};
+    MemoryDefaultsStore store;
+    FakeAudioPlatform platform;
+    std::unique_ptr<AudioEngineControl> control;
+};
+
+TEST_F(AudioEngineControlTest, NoneStartsNothing)
+{
+    platform.plug(usbMicId, usbMic);
+    AudioEngineControl &c = makeControl();
+    EXPECT_EQ(c.selectedInputDevice(), none);
+
+    c.startIfNeeded();
+    runEventsFor(200ms);
+
+    EXPECT_TRUE(c.hasPermission());
+    EXPECT_FALSE(c.isRunning());
+    EXPECT_EQ(platform.defaultInputStarts, 0);
+    EXPECT_TRUE(platform.deviceStarts.empty());
+    EXPECT_EQ(engine.activeBackend(), nullptr);
+}
+
+TEST_F(AudioEngineControlTest, SystemDefaultRunsTheDefaultInputWithAFreshLoudnessMeterPerStart)
+{
+    AudioEngineControl &c = makeControl(systemDefault);
+    c.startIfNeeded();
+
+    ASSERT_TRUE(c.isRunning());
+    ASSERT_TRUE(platform.current);
+    EXPECT_EQ(runningKind(), Kind::defaultInput);
+    EXPECT_EQ(engine.activeBackend(), platform.current->processor);
+    EXPECT_EQ(engine.inputDeviceBackend(), platform.current->processor);
+    EXPECT_FLOAT_EQ(engine.currentSampleRate(), 44100.0f);
+    ASSERT_TRUE(engine.loudnessMeter());
+    EXPECT_EQ(engine.loudnessMeter(), platform.current->loudnessMeter);
+    EXPECT_EQ(engine.loudnessMeter()->channels(), 2);
+    EXPECT_TRUE(engine.errorMessage().isEmpty());
+    EXPECT_EQ(c.availableInputDevices(), QStringList({none, systemDefault}));
+
+    // Running: a second call changes nothing.
+    c.startIfNeeded();
+    EXPECT_EQ(platform.defaultInputStarts, 1);
+
+    const auto firstMeter = engine.loudnessMeter();
+    c.restartEngine();
+    ASSERT_TRUE(waitUntil([&] { return c.isRunning(); }, 1s));
+    EXPECT_NE(engine.loudnessMeter(), firstMeter);
+}
+
+TEST_F(AudioEngineControlTest, NamedDeviceRunsTheDeviceBackendWithItsChannelCount)
+{
+    platform.plug(usbMicId, usbMic);
+    platform.monoDevices = {usbMicId};
+    AudioEngineControl &c = makeControl(usbMic);
+    c.startIfNeeded();
+
+    ASSERT_TRUE(c.isRunning());
+    EXPECT_EQ(platform.deviceStarts, std::vector<std::uint32_t>{usbMicId});
+    EXPECT_EQ(runningKind(), Kind::device);
+    EXPECT_EQ(engine.inputDeviceBackend(), nullptr);
+    EXPECT_EQ(engine.loudnessMeter()->channels(), 1);
+    EXPECT_EQ(c.availableInputDevices(), QStringList({none, systemDefault, usbMic}));
+}
+
+TEST_F(AudioEngineControlTest, UnusableDeviceAtStartFallsBackToSystemDefaultWithoutPersisting)
+{
+    enum class Problem { notListed, deadOnQuery, refusesToStart };
+    for (Problem problem : {Problem::notListed, Problem::deadOnQuery, Problem::refusesToStart}) {
+        SCOPED_TRACE(static_cast<int>(problem));
+        platform.devices.clear();
+        if (problem != Problem::notListed) platform.plug(usbMicId, usbMic);
+        platform.deadDevices = problem == Problem::deadOnQuery ? std::set<std::uint32_t>{usbMicId} : std::set<std::uint32_t>{};
+        platform.refusingDevices =
+            problem == Problem::refusesToStart ? std::set<std::uint32_t>{usbMicId} : std::set<std::uint32_t>{};
+
+        AudioEngineControl &c = makeControl(usbMic);
+        c.startIfNeeded();
+
+        EXPECT_TRUE(c.isRunning());
+        EXPECT_EQ(runningKind(), Kind::defaultInput);
+        EXPECT_EQ(c.selectedInputDevice(), systemDefault);
+        EXPECT_EQ(stored(), usbMic);
+        EXPECT_TRUE(engine.errorMessage().isEmpty());
+        EXPECT_FALSE(c.isRestartingEngine());
+    }
+}
+
+TEST_F(AudioEngineControlTest, DefaultInputFailureIsReportedAndCaptureStaysStopped)
+{
+    platform.defaultInputFails = true;
+    AudioEngineControl &c = makeControl(systemDefault);
+    c.startIfNeeded();
+
+    EXPECT_FALSE(c.isRunning());
+    EXPECT_EQ(engine.errorMessage(), QStringLiteral("Failed to start audio engine: no default source"));
+    EXPECT_EQ(engine.activeBackend(), nullptr);
+}
+
+TEST_F(AudioEngineControlTest, RestartIgnoresARequestWhileOneIsPending)
+{
+    AudioEngineControl &c = makeControl(systemDefault);
+    c.startIfNeeded();
+    ASSERT_EQ(platform.defaultInputStarts, 1);
+
+    c.restartEngine();
+    EXPECT_TRUE(c.isRestartingEngine());
+    EXPECT_FALSE(c.isRunning());
+    c.restartEngine();
+    c.startIfNeeded(); // also held off by the pending restart
+
+    runEventsFor(300ms);
+    EXPECT_EQ(platform.defaultInputStarts, 2);
+    EXPECT_TRUE(c.isRunning());
+    EXPECT_FALSE(c.isRestartingEngine());
+}
+
+TEST_F(AudioEngineControlTest, ChoosingASourcePersistsItAndRestartsCaptureNoneStopsIt)
+{
+    platform.plug(usbMicId, usbMic);
+    AudioEngineControl &c = makeControl(systemDefault);
+    c.startIfNeeded();
+
+    c.setSelectedInputDevice(usbMic);
+    EXPECT_EQ(stored(), usbMic);
+    EXPECT_FALSE(c.isRunning()); // stopped at once, started 0.1 s later
+    ASSERT_TRUE(waitUntil([&] { return c.isRunning(); }, 1s));
+    EXPECT_EQ(runningKind(), Kind::device);
+
+    c.setSelectedInputDevice(none);
+    EXPECT_EQ(stored(), none);
+    EXPECT_FALSE(c.isRunning());
+    EXPECT_EQ(engine.activeBackend(), nullptr);
+    runEventsFor(300ms);
+    EXPECT_FALSE(c.isRunning());
+}
+
+TEST_F(AudioEngineControlTest, ABurstOfDeviceChangesGivesOneListUpdate)
+{
+    AudioEngineControl &c = makeControl(systemDefault);
+    int updates = 0;
+    QObject::connect(&c, &AudioEngineControl::availableInputDevicesChanged, [&] { ++updates; });
+
+    for (std::uint32_t id = 20; id < 25; ++id) {
+        platform.plug(id, QStringLiteral("Mic %1").arg(id));
+        runEventsFor(60ms);
+    }
+    runEventsFor(300ms); // less than the debounce interval after the last change
+    EXPECT_EQ(updates, 0);
+    ASSERT_TRUE(waitUntil([&] { return updates > 0; }, 1s));
+    runEventsFor(600ms);
+    EXPECT_EQ(updates, 1);
+    EXPECT_EQ(c.availableInputDevices().size(), 7);
+}
+
+TEST_F(AudioEngineControlTest, UnpluggingTheSelectedDeviceSwitchesToSystemDefault)
+{
+    platform.plug(usbMicId, usbMic);
+    AudioEngineControl &c = makeControl(usbMic);
+    c.startIfNeeded();
+    ASSERT_EQ(runningKind(), Kind::device);
+
+    platform.unplug(usbMicId);
+    ASSERT_TRUE(waitUntil([&] { return c.isRunning() && runningKind() == Kind::defaultInput; }, 2s));
+    EXPECT_EQ(c.selectedInputDevice(), systemDefault);
+    EXPECT_EQ(stored(), systemDefault);
+    EXPECT_FALSE(c.availableInputDevices().contains(usbMic));
+}
+
+TEST_F(AudioEngineControlTest, DeviceBackendFailingWhileRunningFallsBackToTheDefaultInput)
+{
+    platform.plug(usbMicId, usbMic);
+    AudioEngineControl &c = makeControl(usbMic);
+    c.startIfNeeded();
+    ASSERT_TRUE(platform.current);
+
+    platform.current->fail(QStringLiteral("target removed"));
+    ASSERT_TRUE(waitUntil([&] { return c.isRunning() && runningKind() == Kind::defaultInput; }, 1s));
+    EXPECT_EQ(c.selectedInputDevice(), systemDefault);
+    EXPECT_EQ(stored(), usbMic);
+    EXPECT_TRUE(engine.errorMessage().isEmpty());
+}
+
+TEST_F(AudioEngineControlTest, AccessDecidesWhetherCaptureStarts)
+{
+    platform.setAccess(Access::denied);
+    AudioEngineControl &refused = makeControl(systemDefault);
+    refused.startIfNeeded();
+    EXPECT_FALSE(refused.hasPermission());
+    EXPECT_FALSE(refused.isRunning());
+    EXPECT_TRUE(engine.errorMessage().startsWith(QStringLiteral("Microphone access denied. ")));
+
+    platform.setAccess(Access::pending);
+    AudioEngineControl &asked = makeControl();
+    asked.startIfNeeded();
+    EXPECT_FALSE(asked.isRunning());
+    platform.setAccess(Access::denied);
+    EXPECT_EQ(engine.errorMessage(), QStringLiteral("Microphone access denied"));
+    EXPECT_FALSE(asked.hasPermission());
+
+    platform.setAccess(Access::pending);
+    AudioEngineControl &granted = makeControl();
+    granted.startIfNeeded();
+    EXPECT_EQ(platform.defaultInputStarts, 0);
+    platform.setAccess(Access::granted);
+    EXPECT_TRUE(granted.hasPermission());
+    EXPECT_TRUE(granted.isRunning());
+    EXPECT_EQ(platform.defaultInputStarts, 1);
+}
+
+TEST_F(AudioEngineControlTest, WithoutAServerTheTestSignalStandsInUntilTheServerAnswers)
+{
+    platform.setAccess(Access::unreachable);
+    platform.problem = QStringLiteral("The PipeWire audio server could not be reached (Connection refused).");
+    AudioEngineControl &c = makeControl(systemDefault);
+    c.setTestSignalWithoutServer(true);
+    c.startIfNeeded();
+
+    ASSERT_TRUE(c.isRunning());
+    EXPECT_EQ(runningKind(), Kind::testSignal);
+    EXPECT_TRUE(engine.errorMessage().startsWith(
+        QStringLiteral("Failed to start audio engine: The PipeWire audio server could not be reached")));
+    EXPECT_TRUE(engine.errorMessage().contains(QStringLiteral("test signal")));
+    // The sweep peaks at 0.35 plus a little noise: about -8 dBFS.
+    EXPECT_TRUE(waitUntil([&] { return engine.activeBackend()->readLevels().peakLeft > -12.0f; }, 2s));
+
+    platform.setAccess(Access::granted);
+    EXPECT_EQ(runningKind(), Kind::defaultInput);
+    EXPECT_TRUE(engine.errorMessage().isEmpty());
+}
+
+TEST_F(AudioEngineControlTest, WithoutAServerAndNoStandInOnlyTheReasonIsShown)
+{
+    platform.setAccess(Access::unreachable);
+    platform.problem = QStringLiteral("The PipeWire audio server could not be reached (Connection refused).");
+    AudioEngineControl &c = makeControl(systemDefault);
+    c.startIfNeeded();
+
+    EXPECT_FALSE(c.isRunning());
+    EXPECT_EQ(engine.errorMessage(),
+              QStringLiteral("Failed to start audio engine: The PipeWire audio server could not be reached "
+                             "(Connection refused)."));
+    platform.setAccess(Access::granted);
+    EXPECT_TRUE(c.isRunning());
+}
+
+TEST_F(AudioEngineControlTest, LosingTheServerStopsCaptureAndTheSelectedDeviceResumesWhenBack)
+{
+    platform.plug(usbMicId, usbMic);
+    AudioEngineControl &c = makeControl(usbMic);
+    c.startIfNeeded();
+    ASSERT_EQ(runningKind(), Kind::device);
+
+    platform.loseServer();
+    EXPECT_FALSE(c.isRunning());
+    EXPECT_EQ(engine.activeBackend(), nullptr);
+    EXPECT_TRUE(engine.errorMessage().endsWith(QStringLiteral("Reconnecting...")));
+
+    // Back, but the device's node is not there yet: capture waits for it.
+    platform.setAccess(Access::granted);
+    runEventsFor(100ms);
+    EXPECT_FALSE(c.isRunning());
+    EXPECT_EQ(c.selectedInputDevice(), usbMic);
+
+    platform.plug(usbMicId + 1, usbMic);
+    ASSERT_TRUE(c.isRunning());
+    EXPECT_EQ(platform.deviceStarts.back(), usbMicId + 1);
+    EXPECT_EQ(c.selectedInputDevice(), usbMic);
+    EXPECT_TRUE(engine.errorMessage().isEmpty());
+}
+
+TEST_F(AudioEngineControlTest, ANewSampleRateStartsANewLoudnessMeasurement)
+{
+    AudioEngineControl &c = makeControl(systemDefault);
+    c.startIfNeeded();
+    const auto meter = engine.loudnessMeter();
+
+    platform.current->changeSampleRate(44100.0);
+    EXPECT_EQ(engine.loudnessMeter(), meter);
+
+    platform.current->changeSampleRate(96000.0);
+    EXPECT_FLOAT_EQ(engine.currentSampleRate(), 96000.0f);
+    EXPECT_NE(engine.loudnessMeter(), meter);
+    EXPECT_EQ(engine.loudnessMeter(), platform.current->loudnessMeter);
+}
+
+TEST_F(AudioEngineControlTest, WakingRestartsCaptureHalfASecondLater)
+{
+    AudioEngineControl &c = makeControl(systemDefault);
+    c.startIfNeeded();
+
+    platform.wake();
+    runEventsFor(350ms);
+    EXPECT_EQ(platform.defaultInputStarts, 1);
+    ASSERT_TRUE(waitUntil([&] { return platform.defaultInputStarts == 2 && c.isRunning(); }, 1s));
+}
+
+TEST_F(AudioEngineControlTest, SilenceWarningAfterMoreThanThreeSecondsOncePerSilentRun)
+{
+    const QString warning = QString::fromUtf8(AudioEngineControl::silenceWarning);
+    platform.plug(usbMicId, usbMic);
+    platform.silenceWatchedDevices = true;
+    AudioEngineControl &c = makeControl(usbMic);
+    c.startIfNeeded();
+    ASSERT_TRUE(platform.current);
+    CaptureBlockProcessor &processor = *platform.current->processor;
+    const auto tickAt = [&](double t) {
+        now = t;
+        engine.updateDisplayValues();
+    };
+
+    tickAt(10.0); // silence begins
+    tickAt(13.0); // exactly 3 s: not yet
+    EXPECT_TRUE(engine.errorMessage().isEmpty());
+    tickAt(13.1);
+    EXPECT_EQ(engine.errorMessage(), warning);
+
+    const std::vector<float> tone(512, 0.1f); // -20 dBFS
+    processor.processPlanar(tone.data(), tone.data(), tone.size());
+    tickAt(13.2);
+    EXPECT_TRUE(engine.errorMessage().isEmpty());
+
+    const std::vector<float> silence(512, 0.0f);
+    processor.processPlanar(silence.data(), silence.data(), silence.size());
+    tickAt(14.0);
+    tickAt(17.05);
+    EXPECT_EQ(engine.errorMessage(), warning);
+    engine.setErrorMessage({});
+    tickAt(20.0); // warned once for this run
+    EXPECT_TRUE(engine.errorMessage().isEmpty());
+}
+
+TEST_F(AudioEngineControlTest, SourcesThatReportFailuresAreNotWatchedForSilence)
+{
+    AudioEngineControl &c = makeControl(systemDefault);
+    c.startIfNeeded();
+    for (double t = 1.0; t < 6.0; t += 0.5) {
+        now = t;
+        engine.updateDisplayValues();
+    }
+    EXPECT_TRUE(engine.errorMessage().isEmpty());
+}
+
+} // namespace

@@ -1,0 +1,115 @@
+#include "tests/capture/AudioTestSession.h"
+
+#include <QCoreApplication>
+#include <QDir>
+
+#include <csignal>
+
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int scriptTimeoutMs = 20000;
+
+QString sourceDirectory()
+{
+    const QByteArray fromEnvironment = qgetenv("KELVRA_SOURCE_DIR");
+    return fromEnvironment.isEmpty() ? QStringLiteral(KELVRA_TEST_SOURCE_DIR) : QString::fromLocal8Bit(fromEnvironment);
+}
+
+} // namespace
+
+AudioTestSession::AudioTestSession()
+    : script_(sourceDirectory() + QStringLiteral("/scripts/audio-test-env.sh"))
+{
+    QString output;
+    if (!runScript({QStringLiteral("start"), QString::number(::getpid())}, &output)) return;
+    for (const QString &line : output.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        const qsizetype equals = line.indexOf(QLatin1Char('='));
+        if (equals <= 0) continue;
+        const QString key = line.left(equals);
+        const QString value = line.mid(equals + 1);
+        if (key == QStringLiteral("KELVRA_AUDIO_TEST_DIR")) directory_ = value;
+        qputenv(key.toLocal8Bit().constData(), value.toLocal8Bit());
+    }
+    qunsetenv("PIPEWIRE_REMOTE");
+    if (directory_.isEmpty()) error_ = QStringLiteral("the session script printed no directory: ") + output;
+}
+
+AudioTestSession::~AudioTestSession()
+{
+    stopPlaying();
+    if (!directory_.isEmpty()) runScript({QStringLiteral("stop"), directory_});
+}
+
+bool AudioTestSession::runScript(const QStringList &arguments, QString *output)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::SeparateChannels);
+    process.start(QStringLiteral("bash"), QStringList{script_} + arguments);
+    if (!process.waitForFinished(scriptTimeoutMs) || process.exitStatus() != QProcess::NormalExit ||
+        process.exitCode() != 0) {
+        error_ = QStringLiteral("audio-test-env.sh %1 failed: %2")
+                     .arg(arguments.join(QLatin1Char(' ')), QString::fromLocal8Bit(process.readAllStandardError()));
+        if (process.state() != QProcess::NotRunning) process.kill();
+        return false;
+    }
+    if (output) *output = QString::fromLocal8Bit(process.readAllStandardOutput());
+    return true;
+}
+
+void AudioTestSession::play(const QString &file, const QString &target)
+{
+    // pw-play plays a file once and ends with its server; the loop keeps the signal
+    // going, also across a server restart.
+    auto player = std::make_unique<QProcess>();
+    // A process group of its own, so that stopping it takes pw-play along.
+    player->setChildProcessModifier([] { ::setpgid(0, 0); });
+    player->start(QStringLiteral("bash"),
+                  {QStringLiteral("-c"),
+                   QStringLiteral("while :; do pw-play --target \"$1\" \"$2\"; sleep 0.1; done"),
+                   QStringLiteral("play"), target, file});
+    player->waitForStarted();
+    players_.push_back(std::move(player));
+}
+
+void AudioTestSession::stopPlaying()
+{
+    for (auto &player : players_) {
+        const qint64 pid = player->processId();
+        if (pid > 0) ::kill(-static_cast<pid_t>(pid), SIGKILL);
+        player->waitForFinished(2000);
+    }
+    players_.clear();
+}
+
+bool AudioTestSession::plug(const QStringList &names)
+{
+    return runScript(QStringList{QStringLiteral("plug"), directory_} + names);
+}
+
+bool AudioTestSession::unplug(const QString &name) { return runScript({QStringLiteral("unplug"), directory_, name}); }
+
+QString AudioTestSession::feedSinkFor(const QString &name)
+{
+    QString tag = name;
+    for (QChar &c : tag) {
+        if (!(c.isLetterOrNumber() && c.unicode() < 128)) c = QLatin1Char('-');
+    }
+    return QStringLiteral("plug-") + tag + QStringLiteral("-feed");
+}
+
+bool AudioTestSession::restartServer() { return runScript({QStringLiteral("restart-server"), directory_}); }
+
+QString AudioTestSession::makeTone(double frequency, double peakDbfs, double seconds, const QString &name)
+{
+    const QString path = QDir(directory_).filePath(name);
+    const int status = QProcess::execute(
+        QStringLiteral("sox"),
+        {QStringLiteral("-n"), QStringLiteral("-b"), QStringLiteral("32"), QStringLiteral("-e"),
+         QStringLiteral("floating-point"), QStringLiteral("-r"), QStringLiteral("48000"), QStringLiteral("-c"),
+         QStringLiteral("2"), path, QStringLiteral("synth"), QString::number(seconds), QStringLiteral("sine"),
+         QString::number(frequency), QStringLiteral("gain"), QString::number(peakDbfs)});
+    return status == 0 ? path : QString();
+}

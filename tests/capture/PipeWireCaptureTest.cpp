@@ -1,0 +1,284 @@
+// Live capture against a private PipeWire server: real files played into a virtual
+// microphone, read back from the published meter values.
+
+#include "capture/AudioEngineControl.h"
+#include "capture/pipewire/PipeWireAudioPlatform.h"
+#include "engine/AudioEngine.h"
+#include "engine/dsp/SpectrumAnalyzer.h"
+#include "settings/AppSettings.h"
+#include "settings/DefaultsStore.h"
+#include "tests/capture/AudioTestSession.h"
+#include "tests/capture/QtTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QElapsedTimer>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+using namespace std::chrono_literals;
+using Kind = CaptureBackend::Kind;
+
+namespace {
+
+const QString systemDefault = QStringLiteral("System Default");
+const QString virtualMic = QStringLiteral("Virtual Mic");
+constexpr double toneFrequency = 997.0; // Hz
+constexpr double toneSeconds = 60.0;    // longer than any test: the player never has to loop
+
+class PipeWireCaptureTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        testApplication();
+        session_ = std::make_unique<AudioTestSession>();
+        ASSERT_TRUE(session_->error().isEmpty()) << session_->error().toStdString();
+        settings_.setShowSpectralMeter(true);
+        settings_.setShowLissajousMeter(true);
+        settings_.setShowLUFSMeter(true);
+        engine_ = std::make_unique<AudioEngine>(settings_);
+        platform_ = std::make_unique<PipeWireAudioPlatform>();
+        ASSERT_TRUE(waitUntil([&] { return platform_->access() == AudioPlatform::Access::granted; }, 5s))
+            << platform_->accessProblem().toStdString();
+    }
+
+    void TearDown() override
+    {
+        control_.reset();
+        platform_.reset();
+        engine_.reset();
+        session_.reset();
+    }
+
+    AudioEngineControl &startCapture(const QString &selection)
+    {
+        store_.writeString(QString::fromLatin1(AudioEngineControl::selectedInputDeviceKey), selection);
+        control_ = std::make_unique<AudioEngineControl>(*engine_, *platform_, store_);
+        control_->startIfNeeded();
+        return *control_;
+    }
+
+    void playTone(double peakDbfs, const QString &target = QStringLiteral("mic-feed"))
+    {
+        const QString name = QStringLiteral("tone%1.wav").arg(peakDbfs);
+        const QString file = session_->makeTone(toneFrequency, peakDbfs, toneSeconds, name);
+        ASSERT_FALSE(file.isEmpty()) << "sox could not write " << name.toStdString();
+        session_->play(file, target);
+    }
+
+    const MeterValues &values() const { return engine_->meterData().values(); }
+
+    // Whether the meters show a sine of this peak level over `window`: the published
+    // peak and RMS reach it within 0.1 dB on both channels, and between blocks they dip
+    // by no more than one fall step (a steady level falls a whole step whenever a block
+    // reads a hair lower, and jumps back with the next).
+    bool showsSine(double peakDbfs, std::chrono::milliseconds window)
+    {
+        const double rmsDbfs = peakDbfs - 20.0 * std::log10(std::numbers::sqrt2);
+        float highPeak = -100.0f, lowPeak = 100.0f, highRms = -100.0f, lowRms = 100.0f;
+        waitUntil(
+            [&] {
+                const MeterValues &v = values();
+                highPeak = std::max(highPeak, std::min(v.peakLevelLeft, v.peakLevelRight));
+                lowPeak = std::min({lowPeak, v.peakLevelLeft, v.peakLevelRight});
+                highRms = std::max(highRms, std::min(v.rmsLevelLeft, v.rmsLevelRight));
+                lowRms = std::min({lowRms, v.rmsLevelLeft, v.rmsLevelRight});
+                return false;
+            },
+            window);
+        lastSpan_ = "peak " + std::to_string(lowPeak) + " ... " + std::to_string(highPeak) + ", rms " +
+                    std::to_string(lowRms) + " ... " + std::to_string(highRms);
+        const double peakStep = 26.0 / 60.0; // dB, one tick of the default fall at 60 Hz
+        return std::fabs(highPeak - peakDbfs) <= 0.1 && std::fabs(highRms - rmsDbfs) <= 0.1 &&
+               lowPeak >= peakDbfs - 0.1 - peakStep - 0.05 && lowRms >= rmsDbfs - 0.1 - 0.7 * peakStep - 0.05;
+    }
+
+    // Waits (up to `timeout`) until showsSine holds over a 0.4 s window.
+    bool waitForSine(double peakDbfs, std::chrono::milliseconds timeout)
+    {
+        QElapsedTimer elapsed;
+        elapsed.start();
+        while (elapsed.elapsed() < timeout.count()) {
+            if (showsSine(peakDbfs, 400ms)) return true;
+        }
+        return false;
+    }
+
+    std::string describeLevels() const
+    {
+        const MeterValues &v = values();
+        return "now peak " + std::to_string(v.peakLevelLeft) + "/" + std::to_string(v.peakLevelRight) + ", rms " +
+               std::to_string(v.rmsLevelLeft) + "/" + std::to_string(v.rmsLevelRight) + "; last window " +
+               lastSpan_ + "; status \"" + engine_->errorMessage().toStdString() + "\"";
+    }
+
+    Kind runningKind() const
+    {
+        const CaptureBackend *backend = control_->activeCaptureBackend();
+        return backend ? backend->kind() : Kind::testSignal;
+    }
+
+    std::unique_ptr<AudioTestSession> session_;
+    AppSettings settings_{std::make_shared<MemoryDefaultsStore>()};
+    MemoryDefaultsStore store_;
+    std::unique_ptr<AudioEngine> engine_;
+    std::unique_ptr<PipeWireAudioPlatform> platform_;
+    std::unique_ptr<AudioEngineControl> control_;
+    std::string lastSpan_; // what the latest showsSine window saw
+};
+
+// The band the analyser puts a 997 Hz sine into, with the engine's current settings.
+std::size_t expectedToneBand(const AudioEngine &engine, const AppSettings &settings, double sampleRate)
+{
+    std::vector<float> sine(SpectrumAnalyzer::fftSize);
+    for (std::size_t i = 0; i < sine.size(); ++i) {
+        sine[i] = 0.125f * static_cast<float>(std::sin(2.0 * std::numbers::pi * toneFrequency * i / sampleRate));
+    }
+    SpectrumParams params;
+    params.sampleRate = static_cast<float>(sampleRate);
+    params.minFreq = static_cast<float>(settings.spectralMinFrequency());
+    params.maxFreq = static_cast<float>(settings.spectralMaxFrequency());
+    params.minAmp = static_cast<float>(settings.spectralMinAmplitude());
+    params.maxAmp = static_cast<float>(settings.spectralMaxAmplitude());
+    params.calibrationOffset = static_cast<float>(settings.spectralCalibrationOffset());
+    params.bandCount = engine.spectralBandCount();
+    std::vector<float> bands(static_cast<std::size_t>(params.bandCount));
+    SpectrumAnalyzer analyzer;
+    analyzer.analyze(sine.data(), params, bands);
+    return static_cast<std::size_t>(std::max_element(bands.begin(), bands.end()) - bands.begin());
+}
+
+TEST_F(PipeWireCaptureTest, SystemDefaultMetersAToneInEveryMeter)
+{
+    playTone(-18.0);
+    AudioEngineControl &control = startCapture(systemDefault);
+    ASSERT_TRUE(control.isRunning()) << describeLevels();
+    EXPECT_EQ(runningKind(), Kind::defaultInput);
+
+    ASSERT_TRUE(waitForSine(-18.0, 8s)) << describeLevels();
+    EXPECT_TRUE(showsSine(-18.0, 1s)) << describeLevels(); // and it stays
+    EXPECT_NEAR(values().maxPeakLeft, -18.0, 0.1);
+    EXPECT_NEAR(values().maxPeakRight, -18.0, 0.1);
+
+    // A 997 Hz sine at -18 dBFS on both channels: -18.0 LUFS, true peak just above -18.
+    ASSERT_TRUE(waitUntil([&] { return std::fabs(values().momentaryLUFS - -18.0) < 0.2; }, 3s))
+        << "momentary " << values().momentaryLUFS;
+    EXPECT_GT(values().truePeakLeft, -18.5);
+    EXPECT_LT(values().truePeakLeft, -17.0);
+
+    const std::size_t toneBand = expectedToneBand(*engine_, settings_, control.activeCaptureBackend()->sampleRate());
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            const auto &bands = values().spectralBands;
+            return bands.size() == static_cast<std::size_t>(engine_->spectralBandCount()) &&
+                   std::max_element(bands.begin(), bands.end()) - bands.begin() ==
+                       static_cast<std::ptrdiff_t>(toneBand);
+        },
+        3s));
+    std::vector<float> bands = values().spectralBands;
+    const float toneLevel = bands[toneBand];
+    std::nth_element(bands.begin(), bands.begin() + bands.size() / 2, bands.end());
+    EXPECT_GT(toneLevel - bands[bands.size() / 2], 30.0f) << "the tone's band does not stand out";
+
+    ASSERT_TRUE(waitUntil([&] { return values().lissajousPoints.size() >= 64; }, 2s));
+    for (const LissajousPoint &point : values().lissajousPoints) {
+        ASSERT_NEAR(point.x, point.y, 1e-6f); // identical channels: the diagonal
+        ASSERT_LE(std::fabs(point.x), 0.1259f);
+    }
+}
+
+TEST_F(PipeWireCaptureTest, NamedDevicesAndSinkMonitorsAreCapturedAndAPulledDeviceFallsBack)
+{
+    playTone(-18.0);
+    AudioEngineControl &control = startCapture(virtualMic);
+    ASSERT_TRUE(control.isRunning());
+    EXPECT_EQ(runningKind(), Kind::device);
+    EXPECT_EQ(control.selectedInputDevice(), virtualMic);
+    ASSERT_TRUE(waitForSine(-18.0, 8s)) << describeLevels();
+
+    const QString usbMic = QStringLiteral("USB Mic");
+    ASSERT_TRUE(session_->plug({usbMic})) << session_->error().toStdString();
+    playTone(-12.0, AudioTestSession::feedSinkFor(usbMic));
+    ASSERT_TRUE(waitUntil([&] { return control.availableInputDevices().contains(usbMic); }, 3s));
+    control.setSelectedInputDevice(usbMic);
+    ASSERT_TRUE(waitForSine(-12.0, 5s)) << describeLevels();
+    EXPECT_EQ(runningKind(), Kind::device);
+
+    // Without its sink the player would be moved to the default sink and mix into the
+    // monitor checked below.
+    session_->stopPlaying();
+    playTone(-18.0);
+    ASSERT_TRUE(session_->unplug(usbMic));
+    ASSERT_TRUE(waitUntil([&] { return control.selectedInputDevice() == systemDefault; }, 3s));
+    ASSERT_TRUE(waitForSine(-18.0, 5s)) << describeLevels();
+    EXPECT_EQ(runningKind(), Kind::defaultInput);
+    EXPECT_TRUE(control.isRunning());
+
+    // What the default sink plays, through its monitor.
+    const QString monitor = QStringLiteral("Monitor of test-sink");
+    ASSERT_TRUE(control.availableInputDevices().contains(monitor));
+    EXPECT_EQ(control.currentDefaultOutputChannelCount(), 2);
+    playTone(-6.0, QStringLiteral("test-sink"));
+    control.setSelectedInputDevice(monitor);
+    ASSERT_TRUE(waitForSine(-6.0, 5s)) << describeLevels();
+    EXPECT_EQ(runningKind(), Kind::device);
+}
+
+TEST_F(PipeWireCaptureTest, ABurstOfDeviceChangesWithinHalfASecondGivesOneListUpdate)
+{
+    AudioEngineControl &control = startCapture(systemDefault);
+    int updates = 0;
+    QObject::connect(&control, &AudioEngineControl::availableInputDevicesChanged, [&] { ++updates; });
+    // Let the start-up changes settle first.
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            updates = 0;
+            runEventsFor(700ms);
+            return updates == 0;
+        },
+        6s));
+
+    QElapsedTimer burst;
+    burst.start();
+    const QStringList names{QStringLiteral("Burst A"), QStringLiteral("Burst B"), QStringLiteral("Burst C")};
+    ASSERT_TRUE(session_->plug(names)) << session_->error().toStdString();
+    ASSERT_LT(burst.elapsed(), 500) << "the burst itself took too long to mean anything";
+
+    ASSERT_TRUE(waitUntil([&] { return updates > 0; }, 2s));
+    runEventsFor(800ms);
+    EXPECT_EQ(updates, 1);
+    for (const QString &name : names) EXPECT_TRUE(control.availableInputDevices().contains(name));
+}
+
+TEST_F(PipeWireCaptureTest, CaptureRecoversWithinFiveSecondsWhenTheServerIsRestarted)
+{
+    playTone(-18.0);
+    AudioEngineControl &control = startCapture(systemDefault);
+    ASSERT_TRUE(waitForSine(-18.0, 8s)) << describeLevels();
+
+    QElapsedTimer sinceKill;
+    sinceKill.start();
+    ASSERT_TRUE(session_->restartServer()) << session_->error().toStdString();
+
+    EXPECT_TRUE(waitUntil([&] { return engine_->errorMessage().contains(QStringLiteral("Reconnecting")); }, 1s))
+        << "status: " << engine_->errorMessage().toStdString();
+    float lowestPeak = 0.0f;
+    const bool recovered = waitUntil(
+        [&] {
+            lowestPeak = std::min(lowestPeak, values().peakLevelLeft);
+            return control.isRunning() && values().peakLevelLeft > -18.1f;
+        },
+        6s);
+    const qint64 recoveryMs = sinceKill.elapsed();
+    ASSERT_TRUE(recovered) << describeLevels();
+    EXPECT_LE(recoveryMs, 5000);
+    EXPECT_TRUE(waitForSine(-18.0, 2s)) << describeLevels();
+    EXPECT_LT(lowestPeak, -40.0f) << "the meters did not fall while the server was away";
+    EXPECT_EQ(runningKind(), Kind::defaultInput);
+    EXPECT_TRUE(engine_->errorMessage().isEmpty());
+}
+
+} // namespace
