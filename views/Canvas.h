@@ -44,6 +44,21 @@ struct LinearGradient {
     std::span<const DrawableGradientStop> stops;
 };
 
+// A straight segment with round ends, for drawing many at once.
+struct ColoredSegment {
+    Point from;
+    Point to;
+    RgbColor color;
+    double width = 1.0; // points
+};
+
+// A filled circle, for drawing many at once.
+struct ColoredDisc {
+    Point center;
+    double diameter = 1.0; // points
+    RgbColor color;
+};
+
 // A drawable gradient laid over a rectangle in its own direction.
 LinearGradient gradientOver(const DrawableGradient &gradient, const Rect &rect);
 
@@ -82,6 +97,11 @@ public:
                            const RgbColor &color, const StrokeStyle &style) = 0;
     virtual void fillEllipse(const Rect &bounds, const RgbColor &color) = 0;
     virtual void strokeEllipse(const Rect &bounds, const RgbColor &color, const StrokeStyle &style) = 0;
+    // Many segments or discs in one call, drawn in order (later ones over earlier ones).
+    // Same result as one strokeLine (round caps) or fillEllipse per element, but lets a
+    // back-end draw thousands of them per frame without per-call overhead.
+    virtual void strokeSegments(std::span<const ColoredSegment> segments) = 0;
+    virtual void fillDiscs(std::span<const ColoredDisc> discs) = 0;
     // One run of text in one font, starting at a point on its baseline.
     virtual void drawText(Point baselineStart, std::string_view text, const Font &font, const RgbColor &color) = 0;
 };

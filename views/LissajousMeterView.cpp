@@ -67,15 +67,18 @@ void LissajousMeterView::draw(Canvas &canvas, Size size, std::span<const Lissajo
     if (style.pointMode) {
         const double dot = dotDiameterFactor * style.lineWidth;
         const double glow = glowDiameterFactor * style.lineWidth;
+        discs_.clear();
         for (const LissajousPoint &sample : points) {
             const Point p = plotPosition(sample, size);
             const RgbColor color = colorForLevel(stops, amplitudeDb(amplitude(sample)));
-            if (style.showGlow) canvas.fillEllipse(Rect::centeredAt(p, glow, glow), palette::withOpacity(color, glowDotOpacity));
-            canvas.fillEllipse(Rect::centeredAt(p, dot, dot), palette::withOpacity(color, dotOpacity));
+            if (style.showGlow) discs_.push_back({p, glow, palette::withOpacity(color, glowDotOpacity)});
+            discs_.push_back({p, dot, palette::withOpacity(color, dotOpacity)});
         }
+        canvas.fillDiscs(discs_);
         return;
     }
 
+    segments_.clear();
     Point previous = plotPosition(points.front(), size);
     double previousAmplitude = amplitude(points.front());
     for (std::size_t i = 1; i < points.size(); ++i) {
@@ -83,8 +86,7 @@ void LissajousMeterView::draw(Canvas &canvas, Size size, std::span<const Lissajo
         const double a = amplitude(points[i]);
         const RgbColor color = colorForLevel(stops, amplitudeDb((previousAmplitude + a) * 0.5));
         auto stroke = [&](const StrokeLayer &layer, const RgbColor &base) {
-            canvas.strokeLine(previous, p, palette::withOpacity(base, layer.opacity),
-                              {style.lineWidth * layer.widthFactor, LineCap::Round});
+            segments_.push_back({previous, p, palette::withOpacity(base, layer.opacity), style.lineWidth * layer.widthFactor});
         };
         if (style.showGlow) {
             stroke(glowOuter, color);
@@ -95,4 +97,5 @@ void LissajousMeterView::draw(Canvas &canvas, Size size, std::span<const Lissajo
         previous = p;
         previousAmplitude = a;
     }
+    canvas.strokeSegments(segments_);
 }

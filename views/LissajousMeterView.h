@@ -53,6 +53,8 @@ public:
 private:
     const std::vector<GradientColorStop> &sortedStops(const GradientPreset &gradient);
 
+    std::vector<ColoredSegment> segments_;       // this frame's strokes, reused between frames
+    std::vector<ColoredDisc> discs_;             // this frame's dots, reused between frames
     std::vector<GradientColorStop> sortedStops_; // the gradient's stops sorted by level
     std::vector<GradientColorStop> stopsSource_; // the stops sortedStops_ was made from
 };

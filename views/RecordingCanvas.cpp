@@ -181,3 +181,13 @@ void RecordingCanvas::drawText(Point baselineStart, std::string_view text, const
     c.font = font;
     c.color = color;
 }
+
+void RecordingCanvas::strokeSegments(std::span<const ColoredSegment> segments)
+{
+    for (const ColoredSegment &s : segments) strokeLine(s.from, s.to, s.color, {s.width, LineCap::Round});
+}
+
+void RecordingCanvas::fillDiscs(std::span<const ColoredDisc> discs)
+{
+    for (const ColoredDisc &d : discs) fillEllipse(Rect::centeredAt(d.center, d.diameter, d.diameter), d.color);
+}

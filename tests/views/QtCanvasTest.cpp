@@ -121,3 +121,26 @@ TEST(QtCanvas, MeasuresTextInLogicalPoints)
         });
     }
 }
+
+// Batched segments look like round-capped strokes and compose source-over in order.
+TEST(QtCanvas, BatchedSegmentsAndDiscsCoverLikeStrokesAndBlendInOrder)
+{
+    const std::array<ColoredSegment, 2> segments = {{{{5.0, 10.0}, {35.0, 10.0}, {1, 0, 0, 0.5}, 4.0},
+                                                     {{20.0, 2.0}, {20.0, 18.0}, {0, 0, 1, 0.5}, 4.0}}};
+    const QImage image = drawn({40.0, 20.0}, 2.0, [&](Canvas &c) { c.strokeSegments(segments); });
+    expectPixel(image, 20, 20, QColor(255, 0, 0, 128), 2);   // first segment alone
+    expectPixel(image, 40, 20, QColor(85, 0, 170, 191), 3);  // blue over red where they cross
+    expectPixel(image, 72, 20, QColor(255, 0, 0, 128), 2);   // round cap, 1 point past the end
+    expectPixel(image, 74, 20, Qt::transparent, 0);          // the cap ends 2 points past it
+    // Edges on whole pixels stay crisp: the last row inside is full, the next one empty.
+    expectPixel(image, 20, 23, QColor(255, 0, 0, 128), 2);
+    expectPixel(image, 20, 24, Qt::transparent, 0);
+
+    const std::array<ColoredDisc, 1> discs = {{{{10.0, 10.0}, 8.0, {0, 1, 0, 1}}}};
+    const QImage dots = drawn({20.0, 20.0}, 1.5, [&](Canvas &c) {
+        c.translate(2.0, 0.0);
+        c.fillDiscs(discs);
+    });
+    expectPixel(dots, 18, 15, Qt::green, 0);                  // centre (12, 10) points
+    EXPECT_EQ(dots.pixelColor(18, 22).alpha(), 0);            // 4.7 points below the centre
+}

@@ -1,6 +1,7 @@
 #include "views/qt/QtCanvas.h"
 
 #include "views/GradientStops.h"
+#include "views/qt/CoverageRasterizer.h"
 
 #include <QFontDatabase>
 #include <QGuiApplication>
@@ -14,6 +15,8 @@
 namespace {
 
 constexpr std::size_t gradientCacheSize = 8;
+constexpr int largestBatchSide = 8192; // device pixels; larger batches are clipped
+constexpr std::size_t textCacheLimit = 512; // strings per cache before it is emptied
 
 QColor toQColor(const RgbColor &c)
 {
@@ -71,10 +74,10 @@ QtCanvas::QtCanvas(QPainter &painter) : painter_(painter)
     pointsPerPixelFactor_ = 72.0 / static_cast<double>(dpi > 0 ? dpi : 72);
 }
 
-const QtCanvas::CachedFont &QtCanvas::cachedFont(const Font &font) const
+std::size_t QtCanvas::fontIndex(const Font &font) const
 {
-    for (const CachedFont &cached : fonts_) {
-        if (cached.request == font) return cached;
+    for (std::size_t i = 0; i < fonts_.size(); ++i) {
+        if (fonts_[i].request == font) return i;
     }
     QFont qfont = font.monospaced ? QFontDatabase::systemFont(QFontDatabase::FixedFont) : QGuiApplication::font();
     qfont.setPointSizeF(std::max(0.5, font.size * pointsPerPixelFactor_));
@@ -82,7 +85,15 @@ const QtCanvas::CachedFont &QtCanvas::cachedFont(const Font &font) const
     qfont.setStyleStrategy(QFont::PreferAntialias);
     QFontMetricsF metrics(qfont, painter_.device());
     fonts_.push_back({font, qfont, metrics});
-    return fonts_.back();
+    return fonts_.size() - 1;
+}
+
+std::string QtCanvas::textKey(std::string_view text, std::size_t fontIndex)
+{
+    std::string key(text);
+    key.push_back('\0');
+    key += std::to_string(fontIndex);
+    return key;
 }
 
 const QGradientStops &QtCanvas::cachedStops(std::span<const DrawableGradientStop> stops) const
@@ -110,9 +121,15 @@ QBrush QtCanvas::brush(const LinearGradient &gradient) const
 
 TextMetrics QtCanvas::measureText(std::string_view text, const Font &font) const
 {
-    const CachedFont &cached = cachedFont(font);
+    const std::size_t index = fontIndex(font);
+    const std::string key = textKey(text, index);
+    if (const auto found = measured_.find(key); found != measured_.end()) return found->second;
+    if (measured_.size() > textCacheLimit) measured_.clear();
+    const QFontMetricsF &metrics = fonts_[index].metrics;
     const QString string = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-    return {cached.metrics.horizontalAdvance(string), cached.metrics.ascent(), cached.metrics.descent()};
+    const TextMetrics result{metrics.horizontalAdvance(string), metrics.ascent(), metrics.descent()};
+    measured_.emplace(key, result);
+    return result;
 }
 
 void QtCanvas::save() { painter_.save(); }
@@ -191,8 +208,108 @@ void QtCanvas::strokeEllipse(const Rect &bounds, const RgbColor &color, const St
 
 void QtCanvas::drawText(Point baselineStart, std::string_view text, const Font &font, const RgbColor &color)
 {
-    painter_.setFont(cachedFont(font).font);
+    const std::size_t index = fontIndex(font);
+    const CachedFont &cached = fonts_[index];
+    const std::string key = textKey(text, index);
+    auto found = shaped_.find(key);
+    if (found == shaped_.end()) {
+        if (shaped_.size() > textCacheLimit) shaped_.clear();
+        QStaticText shaped(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
+        shaped.setTextFormat(Qt::PlainText);
+        shaped.setPerformanceHint(QStaticText::AggressiveCaching);
+        shaped.prepare(QTransform(), cached.font);
+        found = shaped_.emplace(key, std::move(shaped)).first;
+    }
+    painter_.setFont(cached.font);
     painter_.setPen(toQColor(color));
-    painter_.drawText(QPointF(baselineStart.x, baselineStart.y),
-                      QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
+    // Static text is placed by the top of its line; ours by the baseline.
+    painter_.drawStaticText(QPointF(baselineStart.x, baselineStart.y - cached.metrics.ascent()), found->second);
+}
+
+template <typename Rasterize> bool QtCanvas::drawRasterized(const Rect &logicalBounds, Rasterize &&rasterize)
+{
+    const QTransform transform = painter_.deviceTransform();
+    if (transform.type() > QTransform::TxScale || transform.m11() != transform.m22() || transform.m11() <= 0.0)
+        return false;
+    const double scale = transform.m11();
+    QRectF bounds = transform.mapRect(toQRect(logicalBounds));
+    if (painter_.hasClipping()) bounds &= transform.mapRect(painter_.clipBoundingRect());
+    const QRect pixels = bounds.toAlignedRect().intersected(QRect(-largestBatchSide / 2, -largestBatchSide / 2,
+                                                                    largestBatchSide, largestBatchSide));
+    if (pixels.isEmpty()) return true;
+
+    if (scratch_.width() < pixels.width() || scratch_.height() < pixels.height()) {
+        scratch_ = QImage(std::max(pixels.width(), scratch_.width()), std::max(pixels.height(), scratch_.height()),
+                          QImage::Format_ARGB32_Premultiplied);
+    }
+    PixelSurface surface{reinterpret_cast<std::uint32_t *>(scratch_.bits()), pixels.width(), pixels.height(),
+                         static_cast<int>(scratch_.bytesPerLine() / 4)};
+    for (int y = 0; y < surface.height; ++y)
+        std::fill_n(surface.pixels + static_cast<std::ptrdiff_t>(y) * surface.stride, surface.width, 0u);
+
+    // Element coordinates in pixels of the scratch surface.
+    const double offsetX = transform.dx() - pixels.x();
+    const double offsetY = transform.dy() - pixels.y();
+    rasterize(surface, scale, offsetX, offsetY);
+
+    // Draw the pixels back exactly where they belong: with the world transform reset,
+    // only the device pixel ratio scales, and the image carries the same ratio.
+    const double ratio = painter_.device() ? painter_.device()->devicePixelRatio() : 1.0;
+    scratch_.setDevicePixelRatio(ratio);
+    painter_.save();
+    painter_.resetTransform();
+    painter_.drawImage(QPointF(pixels.x() / ratio, pixels.y() / ratio), scratch_,
+                       QRectF(0.0, 0.0, pixels.width(), pixels.height()));
+    painter_.restore();
+    return true;
+}
+
+void QtCanvas::strokeSegments(std::span<const ColoredSegment> segments)
+{
+    if (segments.empty()) return;
+    double left = segments.front().from.x;
+    double right = left;
+    double top = segments.front().from.y;
+    double bottom = top;
+    for (const ColoredSegment &s : segments) {
+        const double reach = s.width * 0.5 + 1.0;
+        left = std::min({left, s.from.x - reach, s.to.x - reach});
+        right = std::max({right, s.from.x + reach, s.to.x + reach});
+        top = std::min({top, s.from.y - reach, s.to.y - reach});
+        bottom = std::max({bottom, s.from.y + reach, s.to.y + reach});
+    }
+    const bool drawn = drawRasterized({left, top, right - left, bottom - top},
+                                      [segments](PixelSurface &surface, double scale, double dx, double dy) {
+        for (const ColoredSegment &s : segments) {
+            coverage_rasterizer::strokeSegment(surface, s.from.x * scale + dx, s.from.y * scale + dy,
+                                               s.to.x * scale + dx, s.to.y * scale + dy, s.width * scale, s.color);
+        }
+    });
+    if (drawn) return;
+    for (const ColoredSegment &s : segments) strokeLine(s.from, s.to, s.color, {s.width, LineCap::Round});
+}
+
+void QtCanvas::fillDiscs(std::span<const ColoredDisc> discs)
+{
+    if (discs.empty()) return;
+    double left = discs.front().center.x;
+    double right = left;
+    double top = discs.front().center.y;
+    double bottom = top;
+    for (const ColoredDisc &d : discs) {
+        const double reach = d.diameter * 0.5 + 1.0;
+        left = std::min(left, d.center.x - reach);
+        right = std::max(right, d.center.x + reach);
+        top = std::min(top, d.center.y - reach);
+        bottom = std::max(bottom, d.center.y + reach);
+    }
+    const bool drawn = drawRasterized({left, top, right - left, bottom - top},
+                                      [discs](PixelSurface &surface, double scale, double dx, double dy) {
+        for (const ColoredDisc &d : discs) {
+            coverage_rasterizer::fillDisc(surface, d.center.x * scale + dx, d.center.y * scale + dy,
+                                          d.diameter * scale, d.color);
+        }
+    });
+    if (drawn) return;
+    for (const ColoredDisc &d : discs) fillEllipse(Rect::centeredAt(d.center, d.diameter, d.diameter), d.color);
 }

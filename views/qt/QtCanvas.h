@@ -5,6 +5,11 @@
 #include <QFont>
 #include <QFontMetricsF>
 #include <QGradientStops>
+#include <QImage>
+#include <QStaticText>
+
+#include <string>
+#include <unordered_map>
 
 #include <vector>
 
@@ -38,6 +43,8 @@ public:
                    const StrokeStyle &style) override;
     void fillEllipse(const Rect &bounds, const RgbColor &color) override;
     void strokeEllipse(const Rect &bounds, const RgbColor &color, const StrokeStyle &style) override;
+    void strokeSegments(std::span<const ColoredSegment> segments) override;
+    void fillDiscs(std::span<const ColoredDisc> discs) override;
     void drawText(Point baselineStart, std::string_view text, const Font &font, const RgbColor &color) override;
 
 private:
@@ -51,12 +58,24 @@ private:
         QGradientStops stops;
     };
 
-    const CachedFont &cachedFont(const Font &font) const;
+    // Index of the font in fonts_, converting it on first use.
+    std::size_t fontIndex(const Font &font) const;
+    const CachedFont &cachedFont(const Font &font) const { return fonts_[fontIndex(font)]; }
+    static std::string textKey(std::string_view text, std::size_t fontIndex);
     const QGradientStops &cachedStops(std::span<const DrawableGradientStop> stops) const;
     QBrush brush(const LinearGradient &gradient) const;
+    // Rasterizes a batch into a scratch image covering logicalBounds, then draws the
+    // image through the painter (so clip and opacity apply). False when the painter is
+    // rotated or sheared, for which the caller draws element by element instead.
+    template <typename Rasterize> bool drawRasterized(const Rect &logicalBounds, Rasterize &&rasterize);
 
     QPainter &painter_;
     double pointsPerPixelFactor_ = 1.0;               // font point size per logical pixel of the device
     mutable std::vector<CachedFont> fonts_;          // every font requested so far
     mutable std::vector<CachedStops> gradientStops_; // recently drawn gradients, newest last
+    QImage scratch_; // batch rasterization buffer, device pixels, grown as needed
+    // Shaped text by font and string: read-outs repeat the same few strings, and shaping
+    // costs far more than drawing. Emptied when it grows past a few hundred entries.
+    mutable std::unordered_map<std::string, TextMetrics> measured_;
+    mutable std::unordered_map<std::string, QStaticText> shaped_;
 };
