@@ -1,21 +1,37 @@
 #include "app/Commands.h"
-#include "settings/DefaultsStore.h"
+#include "app/DarkAppearance.h"
+#include "app/KelvraApplication.h"
+#include "app/SingleInstance.h"
+#include "capture/pipewire/PipeWireAudioPlatform.h"
+#include "settings/AppSettings.h"
 
-#include <QCoreApplication>
-#include <QTextStream>
+#include <QApplication>
+#include <QIcon>
 
-// Until the meter windows exist, the application reports its version and where
-// its settings live.
+// No mode given: the meter windows, one running copy per user.
 int runGuiApplication(int argc, char **argv)
 {
-    QCoreApplication app(argc, argv);
+    QApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Kelvra"));
     QCoreApplication::setApplicationName(QStringLiteral("KelvraMeters"));
     QCoreApplication::setApplicationVersion(QStringLiteral(KELVRA_VERSION));
+    QGuiApplication::setApplicationDisplayName(QStringLiteral("KelvraMeters"));
+    // Lets the desktop match the windows to the launcher entry and its icon.
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.kelvra.KelvraMeters"));
 
-    QSettingsDefaultsStore store;
-    QTextStream out(stdout);
-    out << "KelvraMeters " << QCoreApplication::applicationVersion() << "\n"
-        << "Settings: " << store.fileName() << "\n";
-    return 0;
+    SingleInstance instance;
+    if (!instance.claim()) return 0; // the running copy shows its windows instead
+
+    // The meters live in small windows that come and go; the tray icon or a second
+    // start brings them back, and only "Quit" ends the program.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    applyDarkAppearance(app);
+    QApplication::setWindowIcon(applicationIcon());
+
+    KelvraApplication::Options options;
+    options.platform = std::make_unique<PipeWireAudioPlatform>();
+    KelvraApplication shell(AppSettings::shared(), std::move(options));
+    QObject::connect(&instance, &SingleInstance::activationRequested, &shell, &KelvraApplication::showFirstWindow);
+    shell.start();
+    return app.exec();
 }

@@ -9,6 +9,8 @@ packages=(
   build-essential cmake ninja-build pkg-config
   # libraries
   qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins libgl-dev
+  # SVG image plugin: the application icon in the tray and window list
+  libqt6svg6
   libpipewire-0.3-dev libebur128-dev libfftw3-dev libsndfile1-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   # private audio server for the capture tests

@@ -1,0 +1,95 @@
+#pragma once
+
+#include "app/AppActions.h"
+#include "app/UpdaterManager.h"
+#include "app/WindowStyleManager.h"
+#include "engine/AudioEngine.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <memory>
+
+class AppSettings;
+class AudioEngineControl;
+class AudioPlatform;
+class GradientEditor;
+class LevelMeterWindow;
+class MeterWindow;
+class NumericalMeterWindow;
+class QMenu;
+class QSystemTrayIcon;
+class SettingsWindow;
+
+// The application object: owns the engine, its capture control, the window style
+// manager, both meter windows with their menus, the tray icon and the editor windows,
+// for the whole run. Closing every window leaves it running; the tray icon or a
+// second start brings the first window back.
+class KelvraApplication final : public QObject {
+    Q_OBJECT
+
+public:
+    struct Options {
+        AudioEngine::TickSource tickSource = AudioEngine::TickSource::displayLink;
+        // The audio system to capture from; none runs without capture (tests).
+        std::unique_ptr<AudioPlatform> platform;
+        bool trayIcon = true; // when the desktop has a tray
+    };
+
+    KelvraApplication(AppSettings &settings, Options options);
+    ~KelvraApplication() override;
+
+    // Shows both meter windows and schedules the update check.
+    void start();
+    // Shows the first window if none is visible and brings the application forward.
+    void showFirstWindow();
+    void openSettingsWindow();
+    void openGradientEditor();
+    // Hides the windows (saving pending frames) and ends the event loop.
+    void quit();
+
+    AppSettings &settings() { return settings_; }
+    AudioEngine &engine() { return *engine_; }
+    AudioEngineControl *engineControl() { return control_.get(); }
+    WindowStyleManager &windowStyleManager() { return styleManager_; }
+    AppActions &actions() { return actions_; }
+    UpdaterManager &updater() { return updater_; }
+    LevelMeterWindow &levelMeterWindow() { return *levelWindow_; }
+    NumericalMeterWindow &numericalMeterWindow() { return *numericalWindow_; }
+    QMenu &levelMeterMenu() { return *levelMenu_; }
+    QMenu &numericalMeterMenu() { return *numericalMenu_; }
+    QMenu &trayMenu() { return *trayMenu_; }
+    SettingsWindow *settingsWindow() const;
+    GradientEditor *gradientEditor() const;
+
+signals:
+    // "Feedback senden …": the feedback sheet opens on this.
+    void showFeedbackSheet();
+
+private:
+    void runCommand(MenuCommand command);
+    void runExchange(MenuCommand command);
+    void applyChrome();
+    void showWindow(MeterWindow &window);
+    void levelMeterFirstShown();
+    void updateStartStopText();
+    void createTrayIcon();
+    void showAbout();
+
+    AppSettings &settings_;                          // every user choice
+    std::unique_ptr<AudioEngine> engine_;            // the display tick and meter data
+    std::unique_ptr<AudioPlatform> platform_;        // the audio system, or none
+    std::unique_ptr<AudioEngineControl> control_;    // capture start/stop, or none without a platform
+    WindowStyleManager styleManager_;                // registration and saved frames
+    AppActions actions_;                             // every menu command
+    UpdaterManager updater_;                         // started a few seconds after launch
+    std::unique_ptr<LevelMeterWindow> levelWindow_;  // the first window
+    std::unique_ptr<NumericalMeterWindow> numericalWindow_;
+    std::unique_ptr<QMenu> levelMenu_;               // context menu of the level meter
+    std::unique_ptr<QMenu> numericalMenu_;           // context menu of the numerical meter
+    std::unique_ptr<QMenu> trayMenu_;                // the tray icon's menu
+    QSystemTrayIcon *trayIcon_ = nullptr;            // child of this; none without a tray
+    QPointer<SettingsWindow> settingsWindow_;        // created when first opened
+    QPointer<GradientEditor> gradientEditor_;        // created when first opened
+    bool wantsTrayIcon_ = true;                      // create one when the desktop has a tray
+};

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "app/MeterWindow.h"
+#include "engine/MeterData.h"
+#include "views/LevelMeterView.h"
+#include "views/ViewSettings.h"
+
+#include <QElapsedTimer>
+
+class AppSettings;
+
+// The level meter window: bars, scale, read-out and the panels switched on, drawn by
+// LevelMeterView. It repaints when a meter value it shows was published or a setting
+// changed; the settings are copied out once per change, not once per frame.
+class LevelMeterWindow final : public MeterWindow {
+    Q_OBJECT
+
+public:
+    LevelMeterWindow(AppSettings &settings, MeterData &meterData, QWidget *parent = nullptr);
+
+    // A size that shows every panel switched on, for a first start without a saved frame.
+    QSize preferredSize();
+    // The meter fields the window draws with its current settings.
+    MeterFieldMask drawnFields();
+    const LevelMeterSettings &viewSettings();
+
+signals:
+    // A double click on the meter: the same as "Reset Peaks".
+    void resetPeaksRequested();
+
+protected:
+    void drawContent(QPainter &painter) override;
+    void mouseDoubleClickEvent(QMouseEvent *event) override;
+
+private:
+    void meterDataChanged(MeterFieldMask fields);
+
+    AppSettings &settings_;             // read when it announces a change
+    MeterData &meterData_;              // the values drawn
+    LevelMeterView view_;               // drawing caches and the ring animation
+    LevelMeterSettings viewSettings_;   // copy of the settings the view draws with
+    bool viewSettingsStale_ = true;     // settings changed since viewSettings_ was copied
+    QElapsedTimer clock_;               // drives the ring animation
+};
