@@ -6,6 +6,9 @@ RELEASE_DIR   ?= build/release
 TEST_DIR      ?= build/asan
 JOBS          ?= $(shell nproc)
 
+# Lets ccache reuse objects between clones of the repository (paths are made relative).
+export CCACHE_BASEDIR := $(CURDIR)
+
 .PHONY: all deps build run test bench clean
 
 all: build
