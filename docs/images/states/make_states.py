@@ -142,7 +142,8 @@ def main():
     write("loud-over-0db", loud)
 
     for label, count in (("third", 31), ("48th", 480)):
-        write("pink-noise-" + label, {"spectralBands": band_levels(pink_noise_bins(rng, -22.0), count)})
+        write("pink-noise-" + label, {"spectralBands": band_levels(pink_noise_bins(rng, -22.0), count),
+                                      "settings": {"spectralGradientId": "Dark Ice"}})
 
     music = trail(rng, 512, music_like(0.55, 1.0))
     write("phase-lines-glow", {"lissajousPoints": music,
@@ -161,13 +162,14 @@ def main():
     window.update({
         "peakLevelLeft": -9.6, "peakLevelRight": -11.2, "rmsLevelLeft": -16.8, "rmsLevelRight": -18.1,
         "maxPeakLeft": -6.3, "maxPeakRight": -7.9,
-        "momentaryLUFS": -16.4, "shortTermLUFS": -17.9, "integratedLUFS": -18.6, "loudnessRange": 5.2,
+        "momentaryLUFS": -20.4, "shortTermLUFS": -21.9, "integratedLUFS": -22.6, "loudnessRange": 5.2,
         "truePeakLeft": -5.1, "truePeakRight": -6.0,
         "spectralBands": band_levels(pink_noise_bins(rng, -24.0), 480),
         "lissajousPoints": trail(rng, 512, music_like(0.35, 1.0)),
         "settings": {"showLUFSMeter": True, "lissajousPointMode": False, "lissajousGlow": True,
                      "lissajousLineWidth": 2.0, "spectralOctaveResolution": "1/48 Octave",
-                     "selectedBroadcastPresetName": "EBU R128"},
+                     "selectedBroadcastPresetName": "EBU R128", "spectralGradientId": "Dark Ice",
+                     "lissajousGradientId": "Dark Ice"},
     })
     write("window", window)
 
