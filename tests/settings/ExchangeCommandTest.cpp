@@ -1,0 +1,80 @@
+// kelvrameters --export-settings / --import-settings, run as a user's script would run
+// them, on a settings store under a temporary XDG_CONFIG_HOME.
+#include "ExchangeTestSupport.h"
+
+#include <QProcess>
+#include <QProcessEnvironment>
+
+using namespace exchange_test;
+
+namespace {
+
+struct CommandRun {
+    int exitCode = -1;
+    QString standardError;
+};
+
+struct ExchangeCommand : ::testing::Test {
+    QTemporaryDir home;
+
+    CommandRun run(const QStringList &arguments) const
+    {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral("config")));
+        environment.insert(QStringLiteral("HOME"), home.path());
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(KELVRA_APP_BINARY), arguments);
+        if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit)
+            return {};
+        return {process.exitCode(), QString::fromUtf8(process.readAllStandardError())};
+    }
+
+    // The store the application wrote, opened as a second reader would open it.
+    QSettingsDefaultsStore store() const
+    {
+        return QSettingsDefaultsStore(home.filePath(QStringLiteral("config/Kelvra/KelvraMeters.ini")));
+    }
+};
+
+} // namespace
+
+TEST_F(ExchangeCommand, ExportsImportsAndReportsFailuresThroughTheExitCode)
+{
+    const QString exported = home.filePath(QStringLiteral("exported.kmsettings"));
+    const CommandRun exportRun = run({QStringLiteral("--export-settings"), exported});
+    ASSERT_EQ(exportRun.exitCode, 0) << exportRun.standardError.toStdString();
+    QString error;
+    const auto record = settings_exchange::decode(readBytes(exported), error);
+    ASSERT_TRUE(record) << error.toStdString();
+    EXPECT_EQ(record->meterSize, 1.3);
+
+    // A setup made elsewhere: import it, and a second export sees it from the store.
+    Installation elsewhere;
+    elsewhere.settings.setMeterSize(2.5);
+    elsewhere.settings.setSelectedMeterScaleRaw(QStringLiteral("K-20"));
+    const QString setup = home.filePath(QStringLiteral("setup.kmsettings"));
+    ASSERT_TRUE(settings_exchange::exportToFile(elsewhere.settings, setup).succeeded());
+    const CommandRun importRun = run({QStringLiteral("--import-settings"), setup});
+    ASSERT_EQ(importRun.exitCode, 0) << importRun.standardError.toStdString();
+    EXPECT_EQ(store().readDouble(QStringLiteral("meterSize")), 2.5);
+    EXPECT_EQ(store().readString(QStringLiteral("selectedMeterScale")), QStringLiteral("K-20"));
+
+    const QString garbage = home.filePath(QStringLiteral("garbage.kmsettings"));
+    writeBytes(garbage, "{\"version\": 2, \"meterSize\": \"big\"}");
+    const CommandRun failedImport = run({QStringLiteral("--import-settings"), garbage});
+    EXPECT_EQ(failedImport.exitCode, 1);
+    EXPECT_TRUE(failedImport.standardError.startsWith(QStringLiteral("Failed to import settings: ")))
+        << failedImport.standardError.toStdString();
+    EXPECT_EQ(store().readDouble(QStringLiteral("meterSize")), 2.5);
+
+    const CommandRun failedExport = run({QStringLiteral("--export-settings"), home.filePath(QStringLiteral("no/dir/x"))});
+    EXPECT_EQ(failedExport.exitCode, 1);
+    EXPECT_TRUE(failedExport.standardError.startsWith(QStringLiteral("Failed to export settings: ")));
+
+    for (const QString &option : {QStringLiteral("--export-settings"), QStringLiteral("--import-settings")}) {
+        const CommandRun usage = run({option});
+        EXPECT_EQ(usage.exitCode, 1) << option.toStdString();
+        EXPECT_TRUE(usage.standardError.startsWith(QStringLiteral("usage: kelvrameters ") + option + " FILE"));
+    }
+}
