@@ -40,8 +40,11 @@ void bringToFront(QWidget *parent)
 {
     if (!parent)
         return;
+    // A hidden window (the app reached through its tray icon) stays hidden: the panel
+    // itself then comes up as a top-level window.
     QWidget *window = parent->window();
-    window->show();
+    if (!window->isVisible())
+        return;
     window->raise();
     window->activateWindow();
 }

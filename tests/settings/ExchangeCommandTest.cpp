@@ -53,12 +53,17 @@ TEST_F(ExchangeCommand, ExportsImportsAndReportsFailuresThroughTheExitCode)
     Installation elsewhere;
     elsewhere.settings.setMeterSize(2.5);
     elsewhere.settings.setSelectedMeterScaleRaw(QStringLiteral("K-20"));
+    // Names the engine defines: the program must hand them to the importer.
+    elsewhere.settings.setMeterBallisticsModeString(QStringLiteral("PPM (EBU/BBC)"));
+    elsewhere.settings.setSpectralOctaveResolutionString(QStringLiteral("1/48 Octave"));
     const QString setup = home.filePath(QStringLiteral("setup.kmsettings"));
     ASSERT_TRUE(settings_exchange::exportToFile(elsewhere.settings, setup).succeeded());
     const CommandRun importRun = run({QStringLiteral("--import-settings"), setup});
     ASSERT_EQ(importRun.exitCode, 0) << importRun.standardError.toStdString();
     EXPECT_EQ(store().readDouble(QStringLiteral("meterSize")), 2.5);
     EXPECT_EQ(store().readString(QStringLiteral("selectedMeterScale")), QStringLiteral("K-20"));
+    EXPECT_EQ(store().readString(QStringLiteral("meterBallisticsMode")), QStringLiteral("PPM (EBU/BBC)"));
+    EXPECT_EQ(store().readString(QStringLiteral("spectralOctaveResolution")), QStringLiteral("1/48 Octave"));
 
     const QString garbage = home.filePath(QStringLiteral("garbage.kmsettings"));
     writeBytes(garbage, "{\"version\": 2, \"meterSize\": \"big\"}");
