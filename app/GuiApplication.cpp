@@ -22,9 +22,6 @@ int runGuiApplication(int argc, char **argv)
     SingleInstance instance;
     if (!instance.claim()) return 0; // the running copy shows its windows instead
 
-    // The meters live in small windows that come and go; the tray icon or a second
-    // start brings them back, and only "Quit" ends the program.
-    QGuiApplication::setQuitOnLastWindowClosed(false);
     applyDarkAppearance(app);
     QApplication::setWindowIcon(applicationIcon());
 

@@ -26,6 +26,9 @@ KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
       actions_(settings),
       wantsTrayIcon_(options.trayIcon)
 {
+    // The meters live in small windows that come and go; the tray icon or a second
+    // start brings them back, and only "Quit" ends the program.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
     if (platform_) control_ = std::make_unique<AudioEngineControl>(*engine_, *platform_, settings.store());
 
     levelWindow_ = std::make_unique<LevelMeterWindow>(settings_, engine_->meterData());

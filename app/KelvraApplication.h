@@ -3,6 +3,7 @@
 #include "app/AppActions.h"
 #include "app/UpdaterManager.h"
 #include "app/WindowStyleManager.h"
+#include "capture/AudioPlatform.h"
 #include "engine/AudioEngine.h"
 
 #include <QObject>
@@ -12,7 +13,6 @@
 
 class AppSettings;
 class AudioEngineControl;
-class AudioPlatform;
 class GradientEditor;
 class LevelMeterWindow;
 class MeterWindow;
