@@ -26,8 +26,8 @@ const GradientPreset &preset(const char *name)
     return gradient_presets::builtIns().front();
 }
 
-// A busy frame: music-like levels, a 1/48-octave spectrum, a full 512-point phase-scope
-// trail drawn as glowing lines, and the loudness rings.
+// A busy frame at the default meter size 1.3: music-like levels, a 1/48-octave spectrum,
+// a full 512-point phase-scope trail drawn as glowing lines, and the loudness rings.
 ViewFrame busyFrame()
 {
     ViewFrame frame;
@@ -40,7 +40,6 @@ ViewFrame busyFrame()
     s.phaseScope.gradient = preset("Classic");
     s.phaseScope.pointMode = false;
     s.phaseScope.glow = true;
-    s.phaseScope.lineWidth = 2.0;
     s.loudness.show = true;
     s.loudness.ringMode = true;
     s.loudness.preset = BroadcastPreset{{}, "EBU R128", -23.0, 1.0, -1.0, true};
@@ -87,11 +86,12 @@ void ensureApplication()
 }
 
 // One window-sized image reused for every frame, as a widget's backing store is.
-void drawFrames(benchmark::State &state, ViewKind kind, Size size)
+void drawFrames(benchmark::State &state, ViewKind kind, Size size, double lineWidth = 4.0)
 {
     ensureApplication();
     const double devicePixelRatio = static_cast<double>(state.range(0)) / 10.0;
     ViewFrame frame = busyFrame();
+    frame.levelMeter.phaseScope.lineWidth = lineWidth;
     QImage image(static_cast<int>(std::ceil(size.width * devicePixelRatio)),
                  static_cast<int>(std::ceil(size.height * devicePixelRatio)), QImage::Format_ARGB32_Premultiplied);
     image.setDevicePixelRatio(devicePixelRatio);
@@ -110,7 +110,11 @@ void drawFrames(benchmark::State &state, ViewKind kind, Size size)
 void BM_LevelMeterWindow(benchmark::State &state) { drawFrames(state, ViewKind::LevelMeterWindow, {240.0, 900.0}); }
 void BM_BarsAndReadout(benchmark::State &state) { drawFrames(state, ViewKind::LevelMeter, {90.0, 340.0}); }
 void BM_Spectrum48th(benchmark::State &state) { drawFrames(state, ViewKind::Spectrum, {220.0, 110.0}); }
-void BM_PhaseScopeGlow512(benchmark::State &state) { drawFrames(state, ViewKind::PhaseScope, {232.0, 90.0}); }
+// Second argument: line width in points (4 is the default setting).
+void BM_PhaseScopeGlow512(benchmark::State &state)
+{
+    drawFrames(state, ViewKind::PhaseScope, {232.0, 90.0}, static_cast<double>(state.range(1)));
+}
 void BM_LoudnessRings(benchmark::State &state) { drawFrames(state, ViewKind::LufsRings, {232.0, 240.0}); }
 
 } // namespace
@@ -120,7 +124,9 @@ void BM_LoudnessRings(benchmark::State &state) { drawFrames(state, ViewKind::Luf
 BENCHMARK(BM_LevelMeterWindow)->Arg(10)->Arg(20)->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_BarsAndReadout)->Arg(10)->Arg(20)->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Spectrum48th)->Arg(10)->Arg(20)->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_PhaseScopeGlow512)->Arg(10)->Arg(20)->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_PhaseScopeGlow512)
+    ->Args({10, 4})->Args({20, 4})->Args({10, 2})->Args({10, 1})
+    ->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_LoudnessRings)->Arg(10)->Arg(20)->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
 
 BENCHMARK_MAIN();

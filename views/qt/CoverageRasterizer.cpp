@@ -1,6 +1,7 @@
 #include "views/qt/CoverageRasterizer.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace coverage_rasterizer {
@@ -28,11 +29,10 @@ inline std::uint32_t divideBy255(std::uint32_t x)
     return (x + (x >> 8)) >> 8;
 }
 
-// dst = src + dst * (1 - srcAlpha), all premultiplied, in 8-bit channels.
-inline void blend(std::uint32_t &pixel, const SourceColor &src, float coverage)
+// dst = src + dst * (1 - srcAlpha), premultiplied 8-bit channels, source alpha a in
+// 0..255.
+inline void blend(std::uint32_t &pixel, const SourceColor &src, std::uint32_t a)
 {
-    const std::uint32_t a = static_cast<std::uint32_t>(src.alpha * coverage * 255.0f + 0.5f);
-    if (a == 0) return;
     const std::uint32_t inverse = 255 - a;
     const std::uint32_t d = pixel;
     const std::uint32_t outA = a + divideBy255((d >> 24) * inverse);
@@ -47,12 +47,37 @@ inline void blend(std::uint32_t &pixel, const SourceColor &src, float coverage)
 void strokeSegment(PixelSurface &surface, double x0, double y0, double x1, double y1, double width,
                    const RgbColor &color)
 {
-    const SourceColor src = toSource(color);
-    if (src.alpha <= 0.0f || !(width > 0.0)) return;
-    // Thin strokes keep their area: a 0.4 pixel line is a full-width line at 0.4 coverage.
-    const float thinness = static_cast<float>(std::min(width, 1.0));
-    const double radius = std::max(width, 1.0) * 0.5;
-    const double reach = radius + 0.5; // coverage falls to 0 half a pixel outside the edge
+    const StrokeLayer layer{width, color};
+    strokeSegmentLayers(surface, x0, y0, x1, y1, std::span<const StrokeLayer>(&layer, 1));
+}
+
+void strokeSegmentLayers(PixelSurface &surface, double x0, double y0, double x1, double y1,
+                         std::span<const StrokeLayer> layers)
+{
+    // Per layer: colour, the distance where coverage reaches 0 and where it reaches 1.
+    struct Prepared {
+        SourceColor src;
+        float thinness;     // thin strokes keep their area: 0.4 px wide = full width at 0.4
+        float reach;        // coverage falls to 0 half a pixel outside the edge
+        float reachSquared;
+        float innerSquared; // coverage is 1 within this distance squared
+        float alphaScale;   // coverage to 8-bit source alpha
+    };
+    constexpr std::size_t maximumLayers = 8;
+    std::array<Prepared, maximumLayers> prepared{};
+    std::size_t count = 0;
+    double widest = 0.0;
+    for (const StrokeLayer &layer : layers.first(std::min(layers.size(), maximumLayers))) {
+        const SourceColor src = toSource(layer.color);
+        if (src.alpha <= 0.0f || !(layer.width > 0.0)) continue;
+        const float reach = static_cast<float>(std::max(layer.width, 1.0) * 0.5 + 0.5);
+        const float inner = std::max(0.0f, reach - 1.0f);
+        const float thinness = static_cast<float>(std::min(layer.width, 1.0));
+        prepared[count++] = {src, thinness, reach, reach * reach, inner * inner, src.alpha * thinness * 255.0f};
+        widest = std::max(widest, static_cast<double>(reach));
+    }
+    if (count == 0) return;
+    const double reach = widest;
 
     const double dx = x1 - x0;
     const double dy = y1 - y0;
@@ -60,10 +85,7 @@ void strokeSegment(PixelSurface &surface, double x0, double y0, double x1, doubl
     const float fdx = static_cast<float>(dx);
     const float fdy = static_cast<float>(dy);
     const float inverseLengthSquared = lengthSquared > 0.0 ? static_cast<float>(1.0 / lengthSquared) : 0.0f;
-    const float freach = static_cast<float>(reach);
-    const float reachSquared = freach * freach;
-    const float inner = std::max(0.0f, freach - 1.0f); // coverage is 1 within this distance
-    const float innerSquared = inner * inner;
+    const float outerSquared = static_cast<float>(reach * reach);
     const int top = std::max(0, static_cast<int>(std::floor(std::min(y0, y1) - reach)));
     const int bottom = std::min(surface.height - 1, static_cast<int>(std::ceil(std::max(y0, y1) + reach)));
 
@@ -86,8 +108,8 @@ void strokeSegment(PixelSurface &surface, double x0, double y0, double x1, doubl
         const int left = std::max(0, static_cast<int>(std::floor(std::min(xa, xb) - reach)));
         const int right = std::min(surface.width - 1, static_cast<int>(std::ceil(std::max(xa, xb) + reach)));
         std::uint32_t *row = surface.pixels + static_cast<std::ptrdiff_t>(y) * surface.stride;
-        // Per pixel in single precision: distance squared to the segment decides between
-        // outside (skip), fully inside (no square root) and the one-pixel edge ramp.
+        // Per pixel in single precision: the distance squared to the segment decides, per
+        // layer, between outside (skip), fully inside (no square root) and the edge ramp.
         const float fy = static_cast<float>(py - y0);
         for (int x = left; x <= right; ++x) {
             const float fx = static_cast<float>(x + 0.5 - x0);
@@ -95,9 +117,19 @@ void strokeSegment(PixelSurface &surface, double x0, double y0, double x1, doubl
             const float ex = fx - t * fdx;
             const float ey = fy - t * fdy;
             const float distanceSquared = ex * ex + ey * ey;
-            if (distanceSquared >= reachSquared) continue;
-            const float coverage = distanceSquared <= innerSquared ? 1.0f : freach - std::sqrt(distanceSquared);
-            blend(row[x], src, std::min(coverage, 1.0f) * thinness);
+            if (distanceSquared >= outerSquared) continue;
+            float distance = -1.0f; // computed once, when a layer's edge ramp needs it
+            for (std::size_t i = 0; i < count; ++i) {
+                const Prepared &layer = prepared[i];
+                if (distanceSquared >= layer.reachSquared) continue;
+                float coverage = 1.0f;
+                if (distanceSquared > layer.innerSquared) {
+                    if (distance < 0.0f) distance = std::sqrt(distanceSquared);
+                    coverage = std::min(layer.reach - distance, 1.0f);
+                }
+                const std::uint32_t alpha = static_cast<std::uint32_t>(coverage * layer.alphaScale + 0.5f);
+                if (alpha != 0) blend(row[x], layer.src, alpha);
+            }
         }
     }
 }

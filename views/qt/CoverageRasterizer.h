@@ -3,6 +3,7 @@
 #include "settings/Color.h"
 
 #include <cstdint>
+#include <span>
 
 // A block of premultiplied 32-bit ARGB pixels (0xAARRGGBB in native byte order), the
 // layout of QImage::Format_ARGB32_Premultiplied.
@@ -22,6 +23,15 @@ namespace coverage_rasterizer {
 
 void strokeSegment(PixelSurface &surface, double x0, double y0, double x1, double y1, double width,
                    const RgbColor &color);
+// Several strokes of the same segment, widest usually first, blended in the given order
+// per pixel: the same result as one strokeSegment per layer, with one distance per pixel.
+struct StrokeLayer {
+    double width = 1.0; // pixels
+    RgbColor color;
+};
+void strokeSegmentLayers(PixelSurface &surface, double x0, double y0, double x1, double y1,
+                         std::span<const StrokeLayer> layers);
+
 void fillDisc(PixelSurface &surface, double centerX, double centerY, double diameter, const RgbColor &color);
 
 } // namespace coverage_rasterizer

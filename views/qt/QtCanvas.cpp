@@ -11,6 +11,7 @@
 #include <QPainterPath>
 
 #include <algorithm>
+#include <array>
 
 namespace {
 
@@ -280,9 +281,20 @@ void QtCanvas::strokeSegments(std::span<const ColoredSegment> segments)
     }
     const bool drawn = drawRasterized({left, top, right - left, bottom - top},
                                       [segments](PixelSurface &surface, double scale, double dx, double dy) {
-        for (const ColoredSegment &s : segments) {
-            coverage_rasterizer::strokeSegment(surface, s.from.x * scale + dx, s.from.y * scale + dy,
-                                               s.to.x * scale + dx, s.to.y * scale + dy, s.width * scale, s.color);
+        // Consecutive strokes of the same segment (glow, line, core) share one pass.
+        std::array<coverage_rasterizer::StrokeLayer, 8> layers;
+        std::size_t i = 0;
+        while (i < segments.size()) {
+            const ColoredSegment &first = segments[i];
+            std::size_t count = 0;
+            while (i < segments.size() && count < layers.size() && segments[i].from == first.from &&
+                   segments[i].to == first.to) {
+                layers[count++] = {segments[i].width * scale, segments[i].color};
+                ++i;
+            }
+            coverage_rasterizer::strokeSegmentLayers(surface, first.from.x * scale + dx, first.from.y * scale + dy,
+                                                     first.to.x * scale + dx, first.to.y * scale + dy,
+                                                     std::span(layers.data(), count));
         }
     });
     if (drawn) return;
