@@ -37,5 +37,5 @@ SettingsWindow::SettingsWindow(AppSettings &settings, AudioEngine &engine, Audio
 
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(tabs_);
-    resize(560, 680);
+    resize(560, 720);
 }
