@@ -2,6 +2,7 @@
 #include "app/LevelMeterWindow.h"
 #include "app/NumericalMeterWindow.h"
 #include "app/SettingsWindow.h"
+#include "app/SingleInstance.h"
 #include "tests/app/WidgetTestSupport.h"
 
 #include <QAction>
@@ -227,6 +228,35 @@ TEST_F(AppShellTest, TheSettingsWindowOpensOnceAndComesToTheFront)
     EXPECT_TRUE(first->isVisible());
     shell.openSettingsWindow();
     EXPECT_EQ(shell.settingsWindow(), first);
+}
+
+} // namespace
+
+namespace {
+
+TEST(SingleInstanceTest, ASecondStartHandsOverToTheFirst)
+{
+    widgetTestApp();
+    const QString name = QStringLiteral("kelvra-test-%1").arg(QCoreApplication::applicationPid());
+    SingleInstance first(name);
+    ASSERT_TRUE(first.claim());
+    QSignalSpy activations(&first, &SingleInstance::activationRequested);
+
+    SingleInstance second(name);
+    EXPECT_FALSE(second.claim());
+    EXPECT_TRUE(activations.wait(2000));
+}
+
+TEST(SingleInstanceTest, AnEndedInstanceDoesNotBlockTheNextStart)
+{
+    widgetTestApp();
+    const QString name = QStringLiteral("kelvra-stale-%1").arg(QCoreApplication::applicationPid());
+    {
+        SingleInstance ended(name);
+        ASSERT_TRUE(ended.claim());
+    }
+    SingleInstance next(name);
+    EXPECT_TRUE(next.claim());
 }
 
 } // namespace
