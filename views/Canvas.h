@@ -59,6 +59,17 @@ struct ColoredDisc {
     RgbColor color;
 };
 
+// An arc of a circle stroked with square-cut ends, for drawing several at once. A sweep
+// of 360 degrees or more is the whole ring.
+struct ColoredArc {
+    Point center;
+    double radius = 1.0;        // points, to the middle of the stroke
+    double startDegrees = 0.0;  // 0 at three o'clock, clockwise
+    double sweepDegrees = 360.0;
+    RgbColor color;
+    double width = 1.0;         // points
+};
+
 // A drawable gradient laid over a rectangle in its own direction.
 LinearGradient gradientOver(const DrawableGradient &gradient, const Rect &rect);
 
@@ -102,6 +113,7 @@ public:
     // back-end draw thousands of them per frame without per-call overhead.
     virtual void strokeSegments(std::span<const ColoredSegment> segments) = 0;
     virtual void fillDiscs(std::span<const ColoredDisc> discs) = 0;
+    virtual void strokeArcs(std::span<const ColoredArc> arcs) = 0;
     // One run of text in one font, starting at a point on its baseline.
     virtual void drawText(Point baselineStart, std::string_view text, const Font &font, const RgbColor &color) = 0;
 };

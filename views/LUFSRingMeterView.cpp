@@ -101,18 +101,18 @@ void LUFSRingMeterView::draw(Canvas &canvas, Size size, const MeterValues &value
     const Geometry g = geometry(size);
     if (g.radii[2] <= ringWidth * 0.5) return; // too small to show three rings
 
-    const StrokeStyle ring{ringWidth, LineCap::Butt};
+    strokes_.clear();
     for (const double radius : g.radii) {
-        canvas.strokeEllipse(Rect::centeredAt(g.center, 2.0 * radius, 2.0 * radius),
-                             palette::withOpacity(palette::white, trackOpacity), ring);
+        strokes_.push_back({g.center, radius, arcStartDegrees, 360.0, palette::withOpacity(palette::white, trackOpacity),
+                            ringWidth});
     }
 
     if (settings.preset) {
         const double lower = arcFraction(settings.preset->integratedTarget - settings.preset->tolerance);
         const double upper = arcFraction(settings.preset->integratedTarget + settings.preset->tolerance);
         if (upper > lower) {
-            canvas.strokeArc(g.center, g.radii[2], arcStartDegrees + 360.0 * lower, 360.0 * (upper - lower),
-                             palette::withOpacity(palette::yellow, targetZoneOpacity), ring);
+            strokes_.push_back({g.center, g.radii[2], arcStartDegrees + 360.0 * lower, 360.0 * (upper - lower),
+                                palette::withOpacity(palette::yellow, targetZoneOpacity), ringWidth});
         }
     }
 
@@ -121,8 +121,10 @@ void LUFSRingMeterView::draw(Canvas &canvas, Size size, const MeterValues &value
     for (std::size_t i = 0; i < arcs_.size(); ++i) {
         arcs_[i].retarget(targets[i], nowSeconds);
         const double fraction = arcs_[i].valueAt(nowSeconds);
-        if (fraction > 0.0) canvas.strokeArc(g.center, g.radii[i], arcStartDegrees, 360.0 * fraction, arcColors[i], ring);
+        if (fraction > 0.0)
+            strokes_.push_back({g.center, g.radii[i], arcStartDegrees, 360.0 * fraction, arcColors[i], ringWidth});
     }
+    canvas.strokeArcs(strokes_);
 
     drawReadouts(canvas, g, values, settings);
 }

@@ -5,6 +5,7 @@
 #include "views/ViewSettings.h"
 
 #include <array>
+#include <vector>
 
 // Loudness as three concentric rings whose arcs grow clockwise from the top:
 // momentary (outer, cyan), short-term (middle, indigo), integrated (inner, yellow),
@@ -55,4 +56,5 @@ private:
                       const LoudnessSettings &settings) const;
 
     std::array<ArcAnimation, 3> arcs_;
+    std::vector<ColoredArc> strokes_; // this frame's rings and arcs, drawn in one call
 };

@@ -191,3 +191,9 @@ void RecordingCanvas::fillDiscs(std::span<const ColoredDisc> discs)
 {
     for (const ColoredDisc &d : discs) fillEllipse(Rect::centeredAt(d.center, d.diameter, d.diameter), d.color);
 }
+
+void RecordingCanvas::strokeArcs(std::span<const ColoredArc> arcs)
+{
+    for (const ColoredArc &a : arcs)
+        strokeArc(a.center, a.radius, a.startDegrees, a.sweepDegrees, a.color, {a.width, LineCap::Butt});
+}

@@ -82,9 +82,11 @@ public:
                    const StrokeStyle &style) override;
     void fillEllipse(const Rect &bounds, const RgbColor &color) override;
     void strokeEllipse(const Rect &bounds, const RgbColor &color, const StrokeStyle &style) override;
-    // Recorded as one StrokeLine (round caps) or FillEllipse command per element.
+    // Recorded as one StrokeLine (round caps), FillEllipse or StrokeArc (butt ends)
+    // command per element.
     void strokeSegments(std::span<const ColoredSegment> segments) override;
     void fillDiscs(std::span<const ColoredDisc> discs) override;
+    void strokeArcs(std::span<const ColoredArc> arcs) override;
     void drawText(Point baselineStart, std::string_view text, const Font &font, const RgbColor &color) override;
 
 private:

@@ -32,9 +32,26 @@ MeterValues loudness(double momentary, double shortTerm, double integrated, doub
     return v;
 }
 
+constexpr RgbColor trackColor{1.0, 1.0, 1.0, 0.08};
+
+bool isTrack(const RecordingCanvas::Command &c) { return c.sweepDegrees >= 360.0 && c.color == trackColor; }
+
+// The three full track rings, outer first.
+std::vector<RecordingCanvas::Command> tracks(const RecordingCanvas &canvas)
+{
+    std::vector<RecordingCanvas::Command> result;
+    for (const auto &c : canvas.commandsOfKind(Kind::StrokeArc))
+        if (isTrack(c)) result.push_back(c);
+    return result;
+}
+
+// Everything drawn on the rings besides the tracks: target zone and value arcs.
 std::vector<RecordingCanvas::Command> arcs(const RecordingCanvas &canvas)
 {
-    return canvas.commandsOfKind(Kind::StrokeArc);
+    std::vector<RecordingCanvas::Command> result;
+    for (const auto &c : canvas.commandsOfKind(Kind::StrokeArc))
+        if (!isTrack(c)) result.push_back(c);
+    return result;
 }
 
 } // namespace
@@ -66,14 +83,15 @@ TEST(LUFSRingMeterView, BeforeAnyAudioShowsTracksAndTargetZoneButNoValueArcs)
     RecordingCanvas canvas;
     view.draw(canvas, {160.0, 160.0}, MeterValues{}, withPreset(), 0.0);
 
-    const auto tracks = canvas.commandsOfKind(Kind::StrokeEllipse);
-    ASSERT_EQ(tracks.size(), 3u);
+    const auto rings = tracks(canvas);
+    ASSERT_EQ(rings.size(), 3u);
     for (std::size_t i = 0; i < 3; ++i) {
-        const double r = LUFSRingMeterView::geometry({160.0, 160.0}).radii[i];
-        expectRectNear(tracks[i].rect, {80.0 - r, 80.0 - r, 2 * r, 2 * r});
-        expectColorNear(tracks[i].color, {1.0, 1.0, 1.0, 0.08});
-        EXPECT_EQ(tracks[i].stroke.width, 6.0);
+        EXPECT_EQ(rings[i].radius, LUFSRingMeterView::geometry({160.0, 160.0}).radii[i]);
+        EXPECT_EQ(rings[i].from, (Point{80.0, 80.0}));
+        EXPECT_EQ(rings[i].stroke.width, 6.0);
     }
+    // Tracks first, so everything else is drawn over them.
+    EXPECT_TRUE(isTrack(canvas.commands()[0]) && isTrack(canvas.commands()[2]));
     // Only the target zone: -29 to -25 LUFS on the inner ring, clockwise from the top.
     const auto drawn = arcs(canvas);
     ASSERT_EQ(drawn.size(), 1u);

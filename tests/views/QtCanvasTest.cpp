@@ -144,3 +144,29 @@ TEST(QtCanvas, BatchedSegmentsAndDiscsCoverLikeStrokesAndBlendInOrder)
     expectPixel(dots, 18, 15, Qt::green, 0);                  // centre (12, 10) points
     EXPECT_EQ(dots.pixelColor(18, 22).alpha(), 0);            // 4.7 points below the centre
 }
+
+// Batched arcs: square-cut ends, clockwise sweeps below and above half a turn, whole rings.
+TEST(QtCanvas, BatchedArcsCoverTheirSweepOnly)
+{
+    const std::array<ColoredArc, 2> arcs = {{{{50.0, 50.0}, 40.0, -90.0, 90.0, {1, 1, 1, 1}, 6.0},
+                                             {{50.0, 50.0}, 25.0, -90.0, 270.0, {1, 0, 0, 1}, 6.0}}};
+    const QImage image = drawn({100.0, 100.0}, 1.0, [&](Canvas &c) { c.strokeArcs(arcs); });
+    expectPixel(image, 50 + 28, 50 - 28, Qt::white, 2);      // outer arc: twelve to three o'clock
+    expectPixel(image, 50 - 28, 50 - 28, Qt::transparent, 0);
+    expectPixel(image, 50 + 28, 50 + 28, Qt::transparent, 0);
+    expectPixel(image, 50 + 17, 50 + 17, Qt::red, 2);        // inner arc: twelve round to nine o'clock
+    expectPixel(image, 50 - 17, 50 + 17, Qt::red, 2);
+    expectPixel(image, 50 - 17, 50 - 17, Qt::transparent, 0);
+    // The square end at twelve o'clock: full just after it, empty just before it.
+    expectPixel(image, 51, 50 - 40, Qt::white, 2);
+    expectPixel(image, 48, 50 - 40, Qt::transparent, 0);
+    // Ring thickness: 6 points around the radius.
+    expectPixel(image, 50 + 42, 49, Qt::white, 2);
+    expectPixel(image, 50 + 44, 49, Qt::transparent, 0);
+
+    const std::array<ColoredArc, 1> ring = {{{{20.0, 20.0}, 15.0, 0.0, 360.0, {0, 0, 1, 0.5}, 4.0}}};
+    const QImage whole = drawn({40.0, 40.0}, 2.0, [&](Canvas &c) { c.strokeArcs(ring); });
+    for (const QPoint p : {QPoint(40, 10), QPoint(70, 40), QPoint(40, 70), QPoint(10, 40)})
+        expectPixel(whole, p.x(), p.y(), QColor(0, 0, 255, 128), 1);
+    EXPECT_EQ(whole.pixelColor(40, 40).alpha(), 0);
+}

@@ -139,4 +139,57 @@ void fillDisc(PixelSurface &surface, double centerX, double centerY, double diam
     strokeSegment(surface, centerX, centerY, centerX, centerY, diameter, color);
 }
 
+void strokeArc(PixelSurface &surface, double centerX, double centerY, double radius, double width,
+               double startDegrees, double sweepDegrees, const RgbColor &color)
+{
+    const SourceColor src = toSource(color);
+    if (src.alpha <= 0.0f || !(width > 0.0) || !(sweepDegrees > 0.0)) return;
+    const double innerRadius = std::max(0.0, radius - width * 0.5);
+    const double outerRadius = radius + width * 0.5;
+    const bool whole = sweepDegrees >= 360.0;
+    // The two ends as unit directions; a point's signed distance to the line through an
+    // end (positive towards the inside of the arc) fades the square-cut end over a pixel.
+    constexpr double degrees = M_PI / 180.0;
+    const double startX = std::cos(startDegrees * degrees);
+    const double startY = std::sin(startDegrees * degrees);
+    const double endX = std::cos((startDegrees + sweepDegrees) * degrees);
+    const double endY = std::sin((startDegrees + sweepDegrees) * degrees);
+    const bool wide = sweepDegrees > 180.0; // the inside is the union, not the intersection, of the two sides
+
+    const double outerReach = outerRadius + 0.5;
+    const double innerReach = std::max(0.0, innerRadius - 0.5);
+    const int top = std::max(0, static_cast<int>(std::floor(centerY - outerReach)));
+    const int bottom = std::min(surface.height - 1, static_cast<int>(std::ceil(centerY + outerReach)));
+    for (int y = top; y <= bottom; ++y) {
+        const double dy = y + 0.5 - centerY;
+        const double outerHalf = std::sqrt(std::max(0.0, outerReach * outerReach - dy * dy));
+        const double innerHalf = std::abs(dy) < innerReach ? std::sqrt(innerReach * innerReach - dy * dy) : 0.0;
+        std::uint32_t *row = surface.pixels + static_cast<std::ptrdiff_t>(y) * surface.stride;
+        // Left and right pieces of the ring on this row.
+        const std::array<std::array<double, 2>, 2> pieces = {{{centerX - outerHalf, centerX - innerHalf},
+                                                              {centerX + innerHalf, centerX + outerHalf}}};
+        int previousRight = -1;
+        for (const auto &piece : pieces) {
+            const int left = std::max({0, previousRight + 1, static_cast<int>(std::floor(piece[0] - 0.5))});
+            const int right = std::min(surface.width - 1, static_cast<int>(std::ceil(piece[1] + 0.5)));
+            for (int x = left; x <= right; ++x) {
+                const double dx = x + 0.5 - centerX;
+                const double distance = std::sqrt(dx * dx + dy * dy);
+                double coverage = std::clamp(outerRadius - distance + 0.5, 0.0, 1.0) -
+                                  std::clamp(innerRadius - distance + 0.5, 0.0, 1.0);
+                if (coverage <= 0.0) continue;
+                if (!whole) {
+                    const double afterStart = std::clamp(startX * dy - startY * dx + 0.5, 0.0, 1.0);
+                    const double beforeEnd = std::clamp(endY * dx - endX * dy + 0.5, 0.0, 1.0);
+                    coverage *= wide ? std::max(afterStart, beforeEnd) : std::min(afterStart, beforeEnd);
+                    if (coverage <= 0.0) continue;
+                }
+                const auto alpha = static_cast<std::uint32_t>(static_cast<float>(coverage) * src.alpha * 255.0f + 0.5f);
+                if (alpha != 0) blend(row[x], src, alpha);
+            }
+            previousRight = right;
+        }
+    }
+}
+
 } // namespace coverage_rasterizer

@@ -32,6 +32,11 @@ struct StrokeLayer {
 void strokeSegmentLayers(PixelSurface &surface, double x0, double y0, double x1, double y1,
                          std::span<const StrokeLayer> layers);
 
+// A ring of the given radius and width between two angles (degrees, 0 at three o'clock,
+// clockwise on screen), ends cut square. A sweep of 360 or more is the whole ring.
+void strokeArc(PixelSurface &surface, double centerX, double centerY, double radius, double width,
+               double startDegrees, double sweepDegrees, const RgbColor &color);
+
 void fillDisc(PixelSurface &surface, double centerX, double centerY, double diameter, const RgbColor &color);
 
 } // namespace coverage_rasterizer

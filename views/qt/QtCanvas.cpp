@@ -325,3 +325,34 @@ void QtCanvas::fillDiscs(std::span<const ColoredDisc> discs)
     if (drawn) return;
     for (const ColoredDisc &d : discs) fillEllipse(Rect::centeredAt(d.center, d.diameter, d.diameter), d.color);
 }
+
+void QtCanvas::strokeArcs(std::span<const ColoredArc> arcs)
+{
+    if (arcs.empty()) return;
+    double left = arcs.front().center.x;
+    double right = left;
+    double top = arcs.front().center.y;
+    double bottom = top;
+    for (const ColoredArc &a : arcs) {
+        const double reach = a.radius + a.width * 0.5 + 1.0;
+        left = std::min(left, a.center.x - reach);
+        right = std::max(right, a.center.x + reach);
+        top = std::min(top, a.center.y - reach);
+        bottom = std::max(bottom, a.center.y + reach);
+    }
+    const bool drawn = drawRasterized({left, top, right - left, bottom - top},
+                                      [arcs](PixelSurface &surface, double scale, double dx, double dy) {
+        for (const ColoredArc &a : arcs) {
+            coverage_rasterizer::strokeArc(surface, a.center.x * scale + dx, a.center.y * scale + dy, a.radius * scale,
+                                           a.width * scale, a.startDegrees, a.sweepDegrees, a.color);
+        }
+    });
+    if (drawn) return;
+    for (const ColoredArc &a : arcs) {
+        const StrokeStyle style{a.width, LineCap::Butt};
+        if (a.sweepDegrees >= 360.0)
+            strokeEllipse(Rect::centeredAt(a.center, 2.0 * a.radius, 2.0 * a.radius), a.color, style);
+        else
+            strokeArc(a.center, a.radius, a.startDegrees, a.sweepDegrees, a.color, style);
+    }
+}

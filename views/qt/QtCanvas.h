@@ -45,6 +45,7 @@ public:
     void strokeEllipse(const Rect &bounds, const RgbColor &color, const StrokeStyle &style) override;
     void strokeSegments(std::span<const ColoredSegment> segments) override;
     void fillDiscs(std::span<const ColoredDisc> discs) override;
+    void strokeArcs(std::span<const ColoredArc> arcs) override;
     void drawText(Point baselineStart, std::string_view text, const Font &font, const RgbColor &color) override;
 
 private:
