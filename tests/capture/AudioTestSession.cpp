@@ -63,25 +63,29 @@ void AudioTestSession::play(const QString &file, const QString &target)
 {
     // pw-play plays a file once and ends with its server; the loop keeps the signal
     // going, also across a server restart.
-    auto player = std::make_unique<QProcess>();
-    // A process group of its own, so that stopping it takes pw-play along.
-    player->setChildProcessModifier([] { ::setpgid(0, 0); });
-    player->start(QStringLiteral("bash"),
-                  {QStringLiteral("-c"),
-                   QStringLiteral("while :; do pw-play --target \"$1\" \"$2\"; sleep 0.1; done"),
-                   QStringLiteral("play"), target, file});
-    player->waitForStarted();
-    players_.push_back(std::move(player));
+    startClient(QStringLiteral("bash"),
+                {QStringLiteral("-c"), QStringLiteral("while :; do pw-play --target \"$1\" \"$2\"; sleep 0.1; done"),
+                 QStringLiteral("play"), target, file});
+}
+
+void AudioTestSession::startClient(const QString &program, const QStringList &arguments)
+{
+    auto client = std::make_unique<QProcess>();
+    // A process group of its own, so that stopping it takes its children along.
+    client->setChildProcessModifier([] { ::setpgid(0, 0); });
+    client->start(program, arguments);
+    client->waitForStarted();
+    clients_.push_back(std::move(client));
 }
 
 void AudioTestSession::stopPlaying()
 {
-    for (auto &player : players_) {
+    for (auto &player : clients_) {
         const qint64 pid = player->processId();
         if (pid > 0) ::kill(-static_cast<pid_t>(pid), SIGKILL);
         player->waitForFinished(2000);
     }
-    players_.clear();
+    clients_.clear();
 }
 
 bool AudioTestSession::plug(const QStringList &names)

@@ -26,6 +26,9 @@ public:
 
     // Plays `file` into the sink `target` (looping it until the session ends or stop).
     void play(const QString &file, const QString &target = QStringLiteral("mic-feed"));
+    // Runs a PipeWire client of the test's own (e.g. a pw-loopback) until stopPlaying()
+    // or the end of the session.
+    void startClient(const QString &program, const QStringList &arguments);
     void stopPlaying();
 
     // Adds sources described as `names` at the same moment (devices plugged in); returns
@@ -47,5 +50,5 @@ private:
     QString script_;     // path of audio-test-env.sh
     QString directory_;  // the session's directory
     QString error_;      // why the session is not up
-    std::vector<std::unique_ptr<QProcess>> players_; // pw-play loops
+    std::vector<std::unique_ptr<QProcess>> clients_; // pw-play loops and other clients
 };

@@ -3,6 +3,7 @@
 
 #include "capture/AudioEngineControl.h"
 #include "capture/pipewire/PipeWireAudioPlatform.h"
+#include "capture/pipewire/PipeWireMetadataManager.h"
 #include "engine/AudioEngine.h"
 #include "engine/dsp/SpectrumAnalyzer.h"
 #include "settings/AppSettings.h"
@@ -188,6 +189,38 @@ TEST_F(PipeWireCaptureTest, SystemDefaultMetersAToneInEveryMeter)
         ASSERT_NEAR(point.x, point.y, 1e-6f); // identical channels: the diagonal
         ASSERT_LE(std::fabs(point.x), 0.1259f);
     }
+
+    // The test signal replaces the input on the same path: a sweep peaking at 0.35 with
+    // noise of at most 0.075, so between -11.2 and -7.4 dBFS.
+    engine_->setTestSignalEnabled(true);
+    ASSERT_TRUE(waitUntil([&] { return values().maxPeakLeft > -11.2f; }, 2s)) << describeLevels();
+    runEventsFor(300ms);
+    EXPECT_LT(values().maxPeakLeft, -7.4f);
+    EXPECT_GT(values().peakLevelLeft, -12.0f);
+}
+
+TEST_F(PipeWireCaptureTest, DefaultOutputChannelCountFollowsTheDefaultSinkAndIsAtLeastTwo)
+{
+    AudioEngineControl &control = startCapture(QStringLiteral("None"));
+    EXPECT_EQ(control.currentDefaultOutputChannelCount(), 2);
+    const auto addSink = [&](const QString &name, const QString &channelMap, int channels, int priority) {
+        session_->startClient(
+            QStringLiteral("pw-loopback"),
+            {QStringLiteral("-c"), QString::number(channels), QStringLiteral("-m"), channelMap,
+             QStringLiteral("--capture-props=media.class=Audio/Sink node.name=%1 priority.session=%2").arg(name).arg(priority),
+             QStringLiteral("--playback-props=node.name=%1-out").arg(name)});
+    };
+    const auto defaultSinkIs = [&](const char *name) {
+        return platform_->connection().metadata().defaultSinkName() == name;
+    };
+
+    addSink(QStringLiteral("surround-sink"), QStringLiteral("[FL FR FC LFE RL RR]"), 6, 3000);
+    ASSERT_TRUE(waitUntil([&] { return defaultSinkIs("surround-sink"); }, 5s));
+    EXPECT_TRUE(waitUntil([&] { return control.currentDefaultOutputChannelCount() == 6; }, 2s));
+
+    addSink(QStringLiteral("mono-sink"), QStringLiteral("[MONO]"), 1, 4000);
+    ASSERT_TRUE(waitUntil([&] { return defaultSinkIs("mono-sink"); }, 5s));
+    EXPECT_EQ(control.currentDefaultOutputChannelCount(), 2);
 }
 
 TEST_F(PipeWireCaptureTest, NamedDevicesAndSinkMonitorsAreCapturedAndAPulledDeviceFallsBack)
