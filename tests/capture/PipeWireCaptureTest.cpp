@@ -306,6 +306,7 @@ TEST_F(PipeWireCaptureTest, CaptureRecoversWithinFiveSecondsWhenTheServerIsResta
         },
         6s);
     const qint64 recoveryMs = sinceKill.elapsed();
+    RecordProperty("recoveryMs", static_cast<int>(recoveryMs));
     ASSERT_TRUE(recovered) << describeLevels();
     EXPECT_LE(recoveryMs, 5000);
     EXPECT_TRUE(waitForSine(-18.0, 2s)) << describeLevels();
