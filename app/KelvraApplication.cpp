@@ -29,7 +29,12 @@ KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
     // The meters live in small windows that come and go; the tray icon or a second
     // start brings them back, and only "Quit" ends the program.
     QGuiApplication::setQuitOnLastWindowClosed(false);
-    if (platform_) control_ = std::make_unique<AudioEngineControl>(*engine_, *platform_, settings.store());
+    if (platform_) {
+        control_ = std::make_unique<AudioEngineControl>(*engine_, *platform_, settings.store());
+        // Without an audio server the windows would sit at -60 with nothing to show;
+        // the built-in test signal keeps them alive while the status line says why.
+        control_->setTestSignalWithoutServer(true);
+    }
 
     levelWindow_ = std::make_unique<LevelMeterWindow>(settings_, engine_->meterData());
     numericalWindow_ = std::make_unique<NumericalMeterWindow>(settings_, engine_->meterData());
