@@ -88,7 +88,9 @@ void AudioEngineControl::checkPermissionAndStart()
 
 void AudioEngineControl::startEngine()
 {
-    if (selectedInputDevice_ == noneName) return;
+    // "None" captures nothing, except on a fresh installation without an audio server:
+    // there the test signal shows that the meters work while the status line says why.
+    if (selectedInputDevice_ == noneName && !offersTestSignal()) return;
     switch (platform_.access()) {
     case AudioPlatform::Access::unreachable:
         awaitingAccess_ = true;
@@ -101,7 +103,7 @@ void AudioEngineControl::startEngine()
     case AudioPlatform::Access::granted:
         break;
     }
-    if (!hasPermission_) return;
+    if (!hasPermission_ || selectedInputDevice_ == noneName) return;
     if (backend_) stopEngine();
 
     if (selectedInputDevice_ != systemDefaultName) {
@@ -340,10 +342,17 @@ void AudioEngineControl::handleServerLost(const QString &reason)
     setErrorMessage(reason + QStringLiteral(" Reconnecting..."));
 }
 
+bool AudioEngineControl::offersTestSignal() const
+{
+    if (!testSignalWithoutServer_) return false;
+    // An explicit "None" is honoured; an absent key means nothing was chosen yet.
+    return selectedInputDevice_ != noneName || !store_.contains(QString::fromLatin1(selectedInputDeviceKey));
+}
+
 void AudioEngineControl::reportServerUnreachable()
 {
     QString message = QStringLiteral("Failed to start audio engine: ") + platform_.accessProblem();
-    if (testSignalWithoutServer_ && selectedInputDevice_ != noneName) {
+    if (offersTestSignal()) {
         if (!backend_) {
             auto testSignal = std::make_unique<TestSignalCaptureImpl>();
             testSignal->start();

@@ -107,6 +107,7 @@ private:
     void selectWhileRestarting(const QString &device);
     void fallBackToDefaultInput();
     void reportServerUnreachable();
+    bool offersTestSignal() const;
     void publishDeviceList();
     void runHardwareUpdate();
     void resumeCapture();

@@ -272,6 +272,29 @@ TEST_F(AudioEngineControlTest, WithoutAServerTheTestSignalStandsInUntilTheServer
     EXPECT_TRUE(engine.errorMessage().isEmpty());
 }
 
+TEST_F(AudioEngineControlTest, AFreshInstallWithoutAServerShowsTheTestSignalButAnExplicitNoneDoesNot)
+{
+    platform.setAccess(Access::unreachable);
+    platform.problem = QStringLiteral("The PipeWire audio server could not be reached (Connection refused).");
+    AudioEngineControl &fresh = makeControl();
+    fresh.setTestSignalWithoutServer(true);
+    fresh.startIfNeeded();
+    EXPECT_EQ(fresh.selectedInputDevice(), none);
+    ASSERT_TRUE(fresh.isRunning());
+    EXPECT_EQ(runningKind(), Kind::testSignal);
+
+    // Once the server answers, "None" means what it says: nothing is captured.
+    platform.setAccess(Access::granted);
+    EXPECT_FALSE(fresh.isRunning());
+    EXPECT_EQ(platform.defaultInputStarts, 0);
+
+    platform.setAccess(Access::unreachable);
+    AudioEngineControl &chosen = makeControl(none);
+    chosen.setTestSignalWithoutServer(true);
+    chosen.startIfNeeded();
+    EXPECT_FALSE(chosen.isRunning());
+}
+
 TEST_F(AudioEngineControlTest, WithoutAServerAndNoStandInOnlyTheReasonIsShown)
 {
     platform.setAccess(Access::unreachable);
