@@ -1,8 +1,11 @@
 #include "views/qt/CoverageRasterizer.h"
 
+#include "views/qt/PremultipliedPixel.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 
 namespace coverage_rasterizer {
 
@@ -22,24 +25,35 @@ SourceColor toSource(const RgbColor &c)
     return {channel(c.red), channel(c.green), channel(c.blue), static_cast<float>(std::clamp(c.alpha, 0.0, 1.0))};
 }
 
-// x / 255 for x in 0..65025, rounded, without a division.
-inline std::uint32_t divideBy255(std::uint32_t x)
+// The colour at full alpha as a premultiplied pixel.
+std::uint32_t opaquePixel(const SourceColor &src)
 {
-    x += 128;
-    return (x + (x >> 8)) >> 8;
+    return 0xFF000000u | static_cast<std::uint32_t>(src.red << 16) | static_cast<std::uint32_t>(src.green << 8) |
+           static_cast<std::uint32_t>(src.blue);
 }
 
-// dst = src + dst * (1 - srcAlpha), premultiplied 8-bit channels, source alpha a in
-// 0..255.
-inline void blend(std::uint32_t &pixel, const SourceColor &src, std::uint32_t a)
+// The colour at 8-bit alpha a, source-over onto pixel.
+inline std::uint32_t blended(std::uint32_t pixel, std::uint32_t opaque, std::uint32_t a)
 {
-    const std::uint32_t inverse = 255 - a;
-    const std::uint32_t d = pixel;
-    const std::uint32_t outA = a + divideBy255((d >> 24) * inverse);
-    const std::uint32_t outR = divideBy255(static_cast<std::uint32_t>(src.red) * a + ((d >> 16) & 0xFF) * inverse);
-    const std::uint32_t outG = divideBy255(static_cast<std::uint32_t>(src.green) * a + ((d >> 8) & 0xFF) * inverse);
-    const std::uint32_t outB = divideBy255(static_cast<std::uint32_t>(src.blue) * a + (d & 0xFF) * inverse);
-    pixel = (outA << 24) | (outR << 16) | (outG << 8) | outB;
+    return premultiplied::mixed(pixel, opaque, a);
+}
+
+// v limited to 0..1, written as comparisons the compiler turns into vector min and max.
+inline float clampUnit(float v)
+{
+    v = v < 0.0f ? 0.0f : v;
+    return v > 1.0f ? 1.0f : v;
+}
+
+// The square root of a value known not to be negative, without the library's error
+// handling for negative arguments, which keeps loops around it from vectorizing.
+inline float squareRoot(float v)
+{
+#if defined(__GNUC__)
+    return __builtin_sqrtf(v);
+#else
+    return std::sqrt(v);
+#endif
 }
 
 } // namespace
@@ -51,86 +65,191 @@ void strokeSegment(PixelSurface &surface, double x0, double y0, double x1, doubl
     strokeSegmentLayers(surface, x0, y0, x1, y1, std::span<const StrokeLayer>(&layer, 1));
 }
 
+namespace {
+
+// Spans, row by row, of the points within reach of the segment (x0, y0)-(x1, y1): its
+// end discs and the band between them. That shape is convex, so a row's span is the hull
+// of its pieces' spans. What does not depend on the row is worked out once.
+class CapsuleRows {
+public:
+    CapsuleRows(double x0, double y0, double x1, double y1, double reach)
+        : x0_(x0), y0_(y0), x1_(x1), y1_(y1), reachSquared_(reach * reach)
+    {
+        const double dx = x1 - x0;
+        const double dy = y1 - y0;
+        const double length = std::sqrt(dx * dx + dy * dy);
+        band_ = length > 0.0;
+        // Along the segment, 0 <= (x - x0) dx + h dy <= length² (h = y - y0); across it,
+        // |(x - x0) dy - h dx| <= reach * length. Each bounds x unless its factor is 0.
+        dx_ = dx;
+        dy_ = dy;
+        lengthSquared_ = length * length;
+        reachLength_ = reach * length;
+        inverseDx_ = dx != 0.0 ? 1.0 / dx : 0.0;
+        inverseDy_ = dy != 0.0 ? 1.0 / dy : 0.0;
+    }
+
+    // The span on the horizontal line at height y; false when the line misses the shape.
+    bool span(double y, double &left, double &right) const
+    {
+        left = std::numeric_limits<double>::infinity();
+        right = -left;
+        disc(x0_, y - y0_, left, right);
+        disc(x1_, y - y1_, left, right);
+        if (band_) {
+            const double h = y - y0_;
+            double low = -std::numeric_limits<double>::infinity();
+            double high = -low;
+            if (dx_ != 0.0) {
+                narrow(x0_ - h * dy_ * inverseDx_, x0_ + (lengthSquared_ - h * dy_) * inverseDx_, low, high);
+            } else if (h * dy_ < 0.0 || h * dy_ > lengthSquared_) {
+                return left <= right;
+            }
+            if (dy_ != 0.0) {
+                narrow(x0_ + (h * dx_ - reachLength_) * inverseDy_, x0_ + (h * dx_ + reachLength_) * inverseDy_, low,
+                       high);
+            } else if (std::abs(h * dx_) > reachLength_) {
+                return left <= right;
+            }
+            if (low <= high) {
+                left = std::min(left, low);
+                right = std::max(right, high);
+            }
+        }
+        return left <= right;
+    }
+
+private:
+    void disc(double centerX, double h, double &left, double &right) const
+    {
+        const double squared = reachSquared_ - h * h;
+        if (squared < 0.0) return;
+        const double half = std::sqrt(squared);
+        left = std::min(left, centerX - half);
+        right = std::max(right, centerX + half);
+    }
+    static void narrow(double a, double b, double &low, double &high)
+    {
+        low = std::max(low, std::min(a, b));
+        high = std::min(high, std::max(a, b));
+    }
+
+    double x0_, y0_, x1_, y1_; // the segment's ends, pixels
+    double reachSquared_;      // pixels squared
+    bool band_ = false;        // false for a segment of length 0: only the discs count
+    double dx_ = 0.0, dy_ = 0.0, lengthSquared_ = 0.0, reachLength_ = 0.0;
+    double inverseDx_ = 0.0, inverseDy_ = 0.0; // 0 where the difference is 0
+};
+
+} // namespace
+
+namespace {
+
+// A stroke layer ready for the pixel loop.
+struct PreparedLayer {
+    std::uint32_t opaque = 0; // the colour at full alpha, premultiplied ARGB
+    float reach = 0.0f;       // pixels; coverage falls from 1 to 0 over the last pixel
+    float alphaScale = 0.0f;  // coverage to 8-bit source alpha; thin strokes keep their area
+};
+constexpr std::size_t maximumLayers = 8;
+
+// Pixels addressed as lines of runs: pixel (u, v) is at pixels[v * lineStep + u * runStep].
+// Rows of the surface, or its columns for a steep segment, so that each line's fixed
+// cost is paid for as few lines as possible.
+struct PixelLines {
+    std::uint32_t *pixels;
+    int runLength;           // pixels along a line
+    int lineCount;
+    std::ptrdiff_t lineStep; // pixels from one line to the next
+    std::ptrdiff_t runStep;  // pixels from one pixel of a line to the next
+};
+
+void rasterizeCapsule(const PixelLines &lines, double u0, double v0, double u1, double v1,
+                      std::span<const PreparedLayer> layers, double reach)
+{
+    const double du = u1 - u0;
+    const double dv = v1 - v0;
+    const double lengthSquared = du * du + dv * dv;
+    const float fdu = static_cast<float>(du);
+    const float fdv = static_cast<float>(dv);
+    const float inverseLengthSquared = lengthSquared > 0.0 ? static_cast<float>(1.0 / lengthSquared) : 0.0f;
+    // Lines whose pixel centres lie within reach.
+    const int first = std::max(0, static_cast<int>(std::ceil(std::min(v0, v1) - reach - 0.5)));
+    const int last = std::min(lines.lineCount - 1, static_cast<int>(std::floor(std::max(v0, v1) + reach - 0.5)));
+
+    const CapsuleRows spans(u0, v0, u1, v1, reach);
+    constexpr int chunkPixels = 64;
+    std::array<float, chunkPixels> distances;                               // pixels
+    std::array<std::array<std::int32_t, chunkPixels>, maximumLayers> alphas; // 0..255 per layer
+    for (int v = first; v <= last; ++v) {
+        const double pv = v + 0.5;
+        double spanStart = 0.0;
+        double spanEnd = 0.0;
+        if (!spans.span(pv, spanStart, spanEnd)) continue;
+        const int start = std::max(0, static_cast<int>(std::ceil(spanStart - 0.5)));
+        const int end = std::min(lines.runLength - 1, static_cast<int>(std::floor(spanEnd - 0.5)));
+        std::uint32_t *line = lines.pixels + static_cast<std::ptrdiff_t>(v) * lines.lineStep;
+        // The line in chunks: first distances and each layer's alpha for the whole chunk,
+        // in single precision and without branches so the compiler can vectorize, then
+        // the blends, which skip pixels outside a layer (alpha 0).
+        const float fv = static_cast<float>(pv - v0);
+        const float along = fv * fdv;
+        for (int chunkStart = start; chunkStart <= end; chunkStart += chunkPixels) {
+            const int n = std::min(chunkPixels, end - chunkStart + 1);
+            const float firstU = static_cast<float>(chunkStart + 0.5 - u0);
+            for (int k = 0; k < n; ++k) {
+                const float fu = firstU + static_cast<float>(k);
+                const float t = clampUnit((fu * fdu + along) * inverseLengthSquared);
+                const float eu = fu - t * fdu;
+                const float ev = fv - t * fdv;
+                distances[static_cast<std::size_t>(k)] = squareRoot(eu * eu + ev * ev);
+            }
+            for (std::size_t i = 0; i < layers.size(); ++i) {
+                const PreparedLayer &layer = layers[i];
+                std::int32_t *alpha = alphas[i].data();
+                for (int k = 0; k < n; ++k) {
+                    const float coverage = clampUnit(layer.reach - distances[static_cast<std::size_t>(k)]);
+                    alpha[k] = static_cast<std::int32_t>(coverage * layer.alphaScale + 0.5f);
+                }
+            }
+            std::uint32_t *pixel = line + chunkStart * lines.runStep;
+            for (int k = 0; k < n; ++k, pixel += lines.runStep) {
+                std::uint32_t value = *pixel;
+                for (std::size_t i = 0; i < layers.size(); ++i) {
+                    const auto alpha = static_cast<std::uint32_t>(alphas[i][static_cast<std::size_t>(k)]);
+                    if (alpha != 0) value = blended(value, layers[i].opaque, alpha);
+                }
+                *pixel = value;
+            }
+        }
+    }
+}
+
+} // namespace
+
 void strokeSegmentLayers(PixelSurface &surface, double x0, double y0, double x1, double y1,
                          std::span<const StrokeLayer> layers)
 {
-    // Per layer: colour, the distance where coverage reaches 0 and where it reaches 1.
-    struct Prepared {
-        SourceColor src;
-        float thinness;     // thin strokes keep their area: 0.4 px wide = full width at 0.4
-        float reach;        // coverage falls to 0 half a pixel outside the edge
-        float reachSquared;
-        float innerSquared; // coverage is 1 within this distance squared
-        float alphaScale;   // coverage to 8-bit source alpha
-    };
-    constexpr std::size_t maximumLayers = 8;
-    std::array<Prepared, maximumLayers> prepared{};
+    std::array<PreparedLayer, maximumLayers> prepared{};
     std::size_t count = 0;
-    double widest = 0.0;
+    double reach = 0.0;
     for (const StrokeLayer &layer : layers.first(std::min(layers.size(), maximumLayers))) {
         const SourceColor src = toSource(layer.color);
         if (src.alpha <= 0.0f || !(layer.width > 0.0)) continue;
-        const float reach = static_cast<float>(std::max(layer.width, 1.0) * 0.5 + 0.5);
-        const float inner = std::max(0.0f, reach - 1.0f);
-        const float thinness = static_cast<float>(std::min(layer.width, 1.0));
-        prepared[count++] = {src, thinness, reach, reach * reach, inner * inner, src.alpha * thinness * 255.0f};
-        widest = std::max(widest, static_cast<double>(reach));
+        const float layerReach = static_cast<float>(std::max(layer.width, 1.0) * 0.5 + 0.5);
+        const float alphaScale = src.alpha * static_cast<float>(std::min(layer.width, 1.0)) * 255.0f;
+        prepared[count++] = {opaquePixel(src), layerReach, alphaScale};
+        reach = std::max(reach, static_cast<double>(layerReach));
     }
     if (count == 0) return;
-    const double reach = widest;
-
-    const double dx = x1 - x0;
-    const double dy = y1 - y0;
-    const double lengthSquared = dx * dx + dy * dy;
-    const float fdx = static_cast<float>(dx);
-    const float fdy = static_cast<float>(dy);
-    const float inverseLengthSquared = lengthSquared > 0.0 ? static_cast<float>(1.0 / lengthSquared) : 0.0f;
-    const float outerSquared = static_cast<float>(reach * reach);
-    const int top = std::max(0, static_cast<int>(std::floor(std::min(y0, y1) - reach)));
-    const int bottom = std::min(surface.height - 1, static_cast<int>(std::ceil(std::max(y0, y1) + reach)));
-
-    for (int y = top; y <= bottom; ++y) {
-        const double py = y + 0.5;
-        // The part of the segment within reach of this row bounds the pixels to visit.
-        double tLow = 0.0;
-        double tHigh = 1.0;
-        if (dy != 0.0) {
-            const double ta = (py - reach - y0) / dy;
-            const double tb = (py + reach - y0) / dy;
-            tLow = std::max(0.0, std::min(ta, tb));
-            tHigh = std::min(1.0, std::max(ta, tb));
-            if (tLow > tHigh) continue;
-        } else if (std::abs(py - y0) > reach) {
-            continue;
-        }
-        const double xa = x0 + tLow * dx;
-        const double xb = x0 + tHigh * dx;
-        const int left = std::max(0, static_cast<int>(std::floor(std::min(xa, xb) - reach)));
-        const int right = std::min(surface.width - 1, static_cast<int>(std::ceil(std::max(xa, xb) + reach)));
-        std::uint32_t *row = surface.pixels + static_cast<std::ptrdiff_t>(y) * surface.stride;
-        // Per pixel in single precision: the distance squared to the segment decides, per
-        // layer, between outside (skip), fully inside (no square root) and the edge ramp.
-        const float fy = static_cast<float>(py - y0);
-        for (int x = left; x <= right; ++x) {
-            const float fx = static_cast<float>(x + 0.5 - x0);
-            const float t = std::clamp((fx * fdx + fy * fdy) * inverseLengthSquared, 0.0f, 1.0f);
-            const float ex = fx - t * fdx;
-            const float ey = fy - t * fdy;
-            const float distanceSquared = ex * ex + ey * ey;
-            if (distanceSquared >= outerSquared) continue;
-            float distance = -1.0f; // computed once, when a layer's edge ramp needs it
-            for (std::size_t i = 0; i < count; ++i) {
-                const Prepared &layer = prepared[i];
-                if (distanceSquared >= layer.reachSquared) continue;
-                float coverage = 1.0f;
-                if (distanceSquared > layer.innerSquared) {
-                    if (distance < 0.0f) distance = std::sqrt(distanceSquared);
-                    coverage = std::min(layer.reach - distance, 1.0f);
-                }
-                const std::uint32_t alpha = static_cast<std::uint32_t>(coverage * layer.alphaScale + 0.5f);
-                if (alpha != 0) blend(row[x], layer.src, alpha);
-            }
-        }
+    const std::span<const PreparedLayer> used(prepared.data(), count);
+    // A steep segment covers few pixels per row and many rows: walk it by columns.
+    if (std::abs(y1 - y0) > std::abs(x1 - x0)) {
+        rasterizeCapsule({surface.pixels, surface.height, surface.width, 1, surface.stride}, y0, x0, y1, x1, used,
+                         reach);
+    } else {
+        rasterizeCapsule({surface.pixels, surface.width, surface.height, surface.stride, 1}, x0, y0, x1, y1, used,
+                         reach);
     }
 }
 
@@ -144,6 +263,7 @@ void strokeArc(PixelSurface &surface, double centerX, double centerY, double rad
 {
     const SourceColor src = toSource(color);
     if (src.alpha <= 0.0f || !(width > 0.0) || !(sweepDegrees > 0.0)) return;
+    const std::uint32_t opaque = opaquePixel(src);
     const double innerRadius = std::max(0.0, radius - width * 0.5);
     const double outerRadius = radius + width * 0.5;
     const bool whole = sweepDegrees >= 360.0;
@@ -185,7 +305,7 @@ void strokeArc(PixelSurface &surface, double centerX, double centerY, double rad
                     if (coverage <= 0.0) continue;
                 }
                 const auto alpha = static_cast<std::uint32_t>(static_cast<float>(coverage) * src.alpha * 255.0f + 0.5f);
-                if (alpha != 0) blend(row[x], src, alpha);
+                if (alpha != 0) row[x] = blended(row[x], opaque, alpha);
             }
             previousRight = right;
         }

@@ -2,6 +2,7 @@
 
 #include "views/GradientStops.h"
 #include "views/qt/CoverageRasterizer.h"
+#include "views/qt/SegmentBatch.h"
 
 #include <QFontDatabase>
 #include <QGuiApplication>
@@ -280,22 +281,8 @@ void QtCanvas::strokeSegments(std::span<const ColoredSegment> segments)
         bottom = std::max({bottom, s.from.y + reach, s.to.y + reach});
     }
     const bool drawn = drawRasterized({left, top, right - left, bottom - top},
-                                      [segments](PixelSurface &surface, double scale, double dx, double dy) {
-        // Consecutive strokes of the same segment (glow, line, core) share one pass.
-        std::array<coverage_rasterizer::StrokeLayer, 8> layers;
-        std::size_t i = 0;
-        while (i < segments.size()) {
-            const ColoredSegment &first = segments[i];
-            std::size_t count = 0;
-            while (i < segments.size() && count < layers.size() && segments[i].from == first.from &&
-                   segments[i].to == first.to) {
-                layers[count++] = {segments[i].width * scale, segments[i].color};
-                ++i;
-            }
-            coverage_rasterizer::strokeSegmentLayers(surface, first.from.x * scale + dx, first.from.y * scale + dy,
-                                                     first.to.x * scale + dx, first.to.y * scale + dy,
-                                                     std::span(layers.data(), count));
-        }
+                                      [this, segments](PixelSurface &surface, double scale, double dx, double dy) {
+        rasterizeSegments(surface, segments, scale, dx, dy, glow_);
     });
     if (drawn) return;
     for (const ColoredSegment &s : segments) strokeLine(s.from, s.to, s.color, {s.width, LineCap::Round});

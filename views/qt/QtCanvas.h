@@ -1,6 +1,7 @@
 #pragma once
 
 #include "views/Canvas.h"
+#include "views/qt/ReducedResolutionLayer.h"
 
 #include <QFont>
 #include <QFontMetricsF>
@@ -75,6 +76,7 @@ private:
     mutable std::vector<CachedFont> fonts_;          // every font requested so far
     mutable std::vector<CachedStops> gradientStops_; // recently drawn gradients, newest last
     QImage scratch_; // batch rasterization buffer, device pixels, grown as needed
+    ReducedResolutionLayer glow_; // glow strokes of a segment batch, at reduced resolution
     // Shaped text by font and string: read-outs repeat the same few strings, and shaping
     // costs far more than drawing. Emptied when it grows past a few hundred entries.
     mutable std::unordered_map<std::string, TextMetrics> measured_;
