@@ -15,6 +15,18 @@ namespace {
 const QString undecodable = QStringLiteral("Failed to decode gradient file");
 const QString importPrefix = QStringLiteral("Failed to import gradient: ");
 
+// `json` is the store's own encoding (record fields in their fixed order), empty when a
+// stop holds a number JSON cannot carry.
+ExchangeResult writeGradientJson(const std::string &json, const QString &path, const QString &failurePrefix)
+{
+    if (json.empty())
+        return exchange_files::fail(failurePrefix + QStringLiteral("a gradient stop is not a finite number"));
+    QString error;
+    if (!exchange_files::writeFile(path, QByteArray::fromStdString(json), error))
+        return exchange_files::fail(failurePrefix + error);
+    return {};
+}
+
 } // namespace
 
 namespace gradient_exchange {
@@ -42,28 +54,13 @@ ExchangeResult exportAllCustomToFile(const AppSettings &settings, const QString 
     std::vector<GradientPreset> custom;
     std::copy_if(settings.gradientPresets().begin(), settings.gradientPresets().end(), std::back_inserter(custom),
                  [](const GradientPreset &preset) { return !preset.isBuiltIn; });
-    // The store's own encoding: record fields in their fixed order, empty text when a
-    // stop holds a number JSON cannot carry.
-    const std::string json = gradient_presets::encodeJson(custom);
-    const QString prefix = QStringLiteral("Failed to export gradients: ");
-    if (json.empty())
-        return exchange_files::fail(prefix + QStringLiteral("a gradient stop is not a finite number"));
-    QString error;
-    if (!exchange_files::writeFile(path, QByteArray::fromStdString(json), error))
-        return exchange_files::fail(prefix + error);
-    return {};
+    return writeGradientJson(gradient_presets::encodeJson(custom), path,
+                             QStringLiteral("Failed to export gradients: "));
 }
 
 ExchangeResult exportPresetToFile(const GradientPreset &preset, const QString &path)
 {
-    const std::string json = gradient_presets::encodeJson(preset);
-    const QString prefix = QStringLiteral("Failed to export gradient: ");
-    if (json.empty())
-        return exchange_files::fail(prefix + QStringLiteral("a gradient stop is not a finite number"));
-    QString error;
-    if (!exchange_files::writeFile(path, QByteArray::fromStdString(json), error))
-        return exchange_files::fail(prefix + error);
-    return {};
+    return writeGradientJson(gradient_presets::encodeJson(preset), path, QStringLiteral("Failed to export gradient: "));
 }
 
 GradientImportResult importFiles(AppSettings &settings, const QStringList &paths)
