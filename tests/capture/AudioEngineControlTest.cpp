@@ -7,7 +7,7 @@
 #include "settings/AppSettings.h"
 #include "settings/DefaultsStore.h"
 #include "tests/capture/FakeAudioPlatform.h"
-#include "tests/capture/QtTestSupport.h"
+#include "tests/engine/QtTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -30,13 +30,19 @@ protected:
     // Creates the control with `selection` stored beforehand (none stored when empty).
     AudioEngineControl &makeControl(const QString &selection = {})
     {
-        if (!selection.isEmpty()) store.writeString(selectionKey, selection);
+        if (selection.isEmpty()) store.remove(selectionKey);
+        else store.writeString(selectionKey, selection);
         control.reset(); // the previous control lets go of the engine first
         control = std::make_unique<AudioEngineControl>(engine, platform, store);
         return *control;
     }
 
     QString stored() const { return store.readString(selectionKey).value_or(QString()); }
+    void loseServerAccess()
+    {
+        platform.setAccess(Access::unreachable);
+        platform.problem = QStringLiteral("The PipeWire audio server could not be reached (Connection refused).");
+    }
     Kind runningKind() const { return control->activeCaptureBackend()->kind(); }
 
     QCoreApplication &application = testApplication();
@@ -89,21 +95,40 @@ TEST_F(AudioEngineControlTest, SystemDefaultRunsTheDefaultInputWithAFreshLoudnes
     c.restartEngine();
     ASSERT_TRUE(waitUntil([&] { return c.isRunning(); }, 1s));
     EXPECT_NE(engine.loudnessMeter(), firstMeter);
-}
 
-TEST_F(AudioEngineControlTest, NamedDeviceRunsTheDeviceBackendWithItsChannelCount)
-{
+    // A named mono device: the device back-end, no spectral sink, a one-channel meter.
     platform.plug(usbMicId, usbMic);
     platform.monoDevices = {usbMicId};
-    AudioEngineControl &c = makeControl(usbMic);
-    c.startIfNeeded();
-
-    ASSERT_TRUE(c.isRunning());
+    AudioEngineControl &named = makeControl(usbMic);
+    named.startIfNeeded();
+    ASSERT_TRUE(named.isRunning());
     EXPECT_EQ(platform.deviceStarts, std::vector<std::uint32_t>{usbMicId});
     EXPECT_EQ(runningKind(), Kind::device);
     EXPECT_EQ(engine.inputDeviceBackend(), nullptr);
     EXPECT_EQ(engine.loudnessMeter()->channels(), 1);
-    EXPECT_EQ(c.availableInputDevices(), QStringList({none, systemDefault, usbMic}));
+    EXPECT_EQ(named.availableInputDevices(), QStringList({none, systemDefault, usbMic}));
+}
+
+// Unplugged: the choice becomes "System Default" for good. Failing while running: the
+// default input stands in, but the stored choice stays for next time.
+TEST_F(AudioEngineControlTest, SelectedDeviceGoingAwayFallsBackToTheDefaultInput)
+{
+    for (const bool unplugged : {true, false}) {
+        SCOPED_TRACE(unplugged ? "unplugged" : "failed");
+        platform.devices.clear();
+        platform.plug(usbMicId, usbMic);
+        AudioEngineControl &c = makeControl(usbMic);
+        c.startIfNeeded();
+        ASSERT_EQ(runningKind(), Kind::device);
+
+        if (unplugged) platform.unplug(usbMicId);
+        else platform.current->fail(QStringLiteral("target removed"));
+        ASSERT_TRUE(waitUntil([&] { return c.isRunning() && runningKind() == Kind::defaultInput; }, 2s));
+        EXPECT_EQ(c.selectedInputDevice(), systemDefault);
+        EXPECT_EQ(stored(), unplugged ? systemDefault : usbMic);
+        EXPECT_EQ(c.availableInputDevices().contains(usbMic), !unplugged);
+        EXPECT_TRUE(engine.errorMessage().isEmpty());
+    }
 }
 
 TEST_F(AudioEngineControlTest, UnusableDeviceAtStartFallsBackToSystemDefaultWithoutPersisting)
@@ -127,17 +152,6 @@ TEST_F(AudioEngineControlTest, UnusableDeviceAtStartFallsBackToSystemDefaultWith
         EXPECT_TRUE(engine.errorMessage().isEmpty());
         EXPECT_FALSE(c.isRestartingEngine());
     }
-}
-
-TEST_F(AudioEngineControlTest, DefaultInputFailureIsReportedAndCaptureStaysStopped)
-{
-    platform.defaultInputFails = true;
-    AudioEngineControl &c = makeControl(systemDefault);
-    c.startIfNeeded();
-
-    EXPECT_FALSE(c.isRunning());
-    EXPECT_EQ(engine.errorMessage(), QStringLiteral("Failed to start audio engine: no default source"));
-    EXPECT_EQ(engine.activeBackend(), nullptr);
 }
 
 TEST_F(AudioEngineControlTest, RestartIgnoresARequestWhileOneIsPending)
@@ -196,34 +210,6 @@ TEST_F(AudioEngineControlTest, ABurstOfDeviceChangesGivesOneListUpdate)
     EXPECT_EQ(c.availableInputDevices().size(), 7);
 }
 
-TEST_F(AudioEngineControlTest, UnpluggingTheSelectedDeviceSwitchesToSystemDefault)
-{
-    platform.plug(usbMicId, usbMic);
-    AudioEngineControl &c = makeControl(usbMic);
-    c.startIfNeeded();
-    ASSERT_EQ(runningKind(), Kind::device);
-
-    platform.unplug(usbMicId);
-    ASSERT_TRUE(waitUntil([&] { return c.isRunning() && runningKind() == Kind::defaultInput; }, 2s));
-    EXPECT_EQ(c.selectedInputDevice(), systemDefault);
-    EXPECT_EQ(stored(), systemDefault);
-    EXPECT_FALSE(c.availableInputDevices().contains(usbMic));
-}
-
-TEST_F(AudioEngineControlTest, DeviceBackendFailingWhileRunningFallsBackToTheDefaultInput)
-{
-    platform.plug(usbMicId, usbMic);
-    AudioEngineControl &c = makeControl(usbMic);
-    c.startIfNeeded();
-    ASSERT_TRUE(platform.current);
-
-    platform.current->fail(QStringLiteral("target removed"));
-    ASSERT_TRUE(waitUntil([&] { return c.isRunning() && runningKind() == Kind::defaultInput; }, 1s));
-    EXPECT_EQ(c.selectedInputDevice(), systemDefault);
-    EXPECT_EQ(stored(), usbMic);
-    EXPECT_TRUE(engine.errorMessage().isEmpty());
-}
-
 TEST_F(AudioEngineControlTest, AccessDecidesWhetherCaptureStarts)
 {
     platform.setAccess(Access::denied);
@@ -234,7 +220,7 @@ TEST_F(AudioEngineControlTest, AccessDecidesWhetherCaptureStarts)
     EXPECT_TRUE(engine.errorMessage().startsWith(QStringLiteral("Microphone access denied. ")));
 
     platform.setAccess(Access::pending);
-    AudioEngineControl &asked = makeControl();
+    AudioEngineControl &asked = makeControl(systemDefault);
     asked.startIfNeeded();
     EXPECT_FALSE(asked.isRunning());
     platform.setAccess(Access::denied);
@@ -242,7 +228,7 @@ TEST_F(AudioEngineControlTest, AccessDecidesWhetherCaptureStarts)
     EXPECT_FALSE(asked.hasPermission());
 
     platform.setAccess(Access::pending);
-    AudioEngineControl &granted = makeControl();
+    AudioEngineControl &granted = makeControl(systemDefault);
     granted.startIfNeeded();
     EXPECT_EQ(platform.defaultInputStarts, 0);
     platform.setAccess(Access::granted);
@@ -251,14 +237,35 @@ TEST_F(AudioEngineControlTest, AccessDecidesWhetherCaptureStarts)
     EXPECT_EQ(platform.defaultInputStarts, 1);
 }
 
+TEST_F(AudioEngineControlTest, FailuresToStartAreReportedAndCaptureStaysStopped)
+{
+    platform.defaultInputFails = true;
+    AudioEngineControl &c = makeControl(systemDefault);
+    c.startIfNeeded();
+    EXPECT_FALSE(c.isRunning());
+    EXPECT_EQ(engine.errorMessage(), QStringLiteral("Failed to start audio engine: no default source"));
+    EXPECT_EQ(engine.activeBackend(), nullptr);
+
+    platform.defaultInputFails = false;
+    loseServerAccess();
+    AudioEngineControl &unreachable = makeControl(systemDefault);
+    unreachable.startIfNeeded();
+    EXPECT_FALSE(unreachable.isRunning());
+    EXPECT_EQ(engine.errorMessage(),
+              QStringLiteral("Failed to start audio engine: The PipeWire audio server could not be reached "
+                             "(Connection refused)."));
+    platform.setAccess(Access::granted);
+    EXPECT_TRUE(unreachable.isRunning());
+}
+
+// Without a server the test signal stands in for "System Default" and on a fresh
+// install (nothing chosen yet), but not for an explicit "None".
 TEST_F(AudioEngineControlTest, WithoutAServerTheTestSignalStandsInUntilTheServerAnswers)
 {
-    platform.setAccess(Access::unreachable);
-    platform.problem = QStringLiteral("The PipeWire audio server could not be reached (Connection refused).");
+    loseServerAccess();
     AudioEngineControl &c = makeControl(systemDefault);
     c.setTestSignalWithoutServer(true);
     c.startIfNeeded();
-
     ASSERT_TRUE(c.isRunning());
     EXPECT_EQ(runningKind(), Kind::testSignal);
     EXPECT_TRUE(engine.errorMessage().startsWith(
@@ -266,48 +273,28 @@ TEST_F(AudioEngineControlTest, WithoutAServerTheTestSignalStandsInUntilTheServer
     EXPECT_TRUE(engine.errorMessage().contains(QStringLiteral("test signal")));
     // The sweep peaks at 0.35 plus a little noise: about -8 dBFS.
     EXPECT_TRUE(waitUntil([&] { return engine.activeBackend()->readLevels().peakLeft > -12.0f; }, 2s));
-
     platform.setAccess(Access::granted);
     EXPECT_EQ(runningKind(), Kind::defaultInput);
     EXPECT_TRUE(engine.errorMessage().isEmpty());
-}
 
-TEST_F(AudioEngineControlTest, AFreshInstallWithoutAServerShowsTheTestSignalButAnExplicitNoneDoesNot)
-{
-    platform.setAccess(Access::unreachable);
-    platform.problem = QStringLiteral("The PipeWire audio server could not be reached (Connection refused).");
+    loseServerAccess();
     AudioEngineControl &fresh = makeControl();
     fresh.setTestSignalWithoutServer(true);
     fresh.startIfNeeded();
     EXPECT_EQ(fresh.selectedInputDevice(), none);
     ASSERT_TRUE(fresh.isRunning());
     EXPECT_EQ(runningKind(), Kind::testSignal);
-
     // Once the server answers, "None" means what it says: nothing is captured.
+    const int starts = platform.defaultInputStarts;
     platform.setAccess(Access::granted);
     EXPECT_FALSE(fresh.isRunning());
-    EXPECT_EQ(platform.defaultInputStarts, 0);
+    EXPECT_EQ(platform.defaultInputStarts, starts);
 
     platform.setAccess(Access::unreachable);
     AudioEngineControl &chosen = makeControl(none);
     chosen.setTestSignalWithoutServer(true);
     chosen.startIfNeeded();
     EXPECT_FALSE(chosen.isRunning());
-}
-
-TEST_F(AudioEngineControlTest, WithoutAServerAndNoStandInOnlyTheReasonIsShown)
-{
-    platform.setAccess(Access::unreachable);
-    platform.problem = QStringLiteral("The PipeWire audio server could not be reached (Connection refused).");
-    AudioEngineControl &c = makeControl(systemDefault);
-    c.startIfNeeded();
-
-    EXPECT_FALSE(c.isRunning());
-    EXPECT_EQ(engine.errorMessage(),
-              QStringLiteral("Failed to start audio engine: The PipeWire audio server could not be reached "
-                             "(Connection refused)."));
-    platform.setAccess(Access::granted);
-    EXPECT_TRUE(c.isRunning());
 }
 
 TEST_F(AudioEngineControlTest, LosingTheServerStopsCaptureAndTheSelectedDeviceResumesWhenBack)
@@ -364,6 +351,11 @@ TEST_F(AudioEngineControlTest, WakingRestartsCaptureHalfASecondLater)
 TEST_F(AudioEngineControlTest, SilenceWarningAfterMoreThanThreeSecondsOncePerSilentRun)
 {
     const QString warning = QString::fromUtf8(AudioEngineControl::silenceWarning);
+    // Sources that report failures themselves (the default input) are not watched.
+    makeControl(systemDefault).startIfNeeded();
+    for (now = 1.0; now < 6.0; now += 0.5) engine.updateDisplayValues();
+    EXPECT_TRUE(engine.errorMessage().isEmpty());
+
     platform.plug(usbMicId, usbMic);
     platform.silenceWatchedDevices = true;
     AudioEngineControl &c = makeControl(usbMic);
@@ -393,17 +385,6 @@ TEST_F(AudioEngineControlTest, SilenceWarningAfterMoreThanThreeSecondsOncePerSil
     EXPECT_EQ(engine.errorMessage(), warning);
     engine.setErrorMessage({});
     tickAt(20.0); // warned once for this run
-    EXPECT_TRUE(engine.errorMessage().isEmpty());
-}
-
-TEST_F(AudioEngineControlTest, SourcesThatReportFailuresAreNotWatchedForSilence)
-{
-    AudioEngineControl &c = makeControl(systemDefault);
-    c.startIfNeeded();
-    for (double t = 1.0; t < 6.0; t += 0.5) {
-        now = t;
-        engine.updateDisplayValues();
-    }
     EXPECT_TRUE(engine.errorMessage().isEmpty());
 }
 

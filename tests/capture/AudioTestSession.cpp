@@ -109,11 +109,10 @@ bool AudioTestSession::restartServer() { return runScript({QStringLiteral("resta
 QString AudioTestSession::makeTone(double frequency, double peakDbfs, double seconds, const QString &name)
 {
     const QString path = QDir(directory_).filePath(name);
-    const int status = QProcess::execute(
-        QStringLiteral("sox"),
-        {QStringLiteral("-n"), QStringLiteral("-b"), QStringLiteral("32"), QStringLiteral("-e"),
-         QStringLiteral("floating-point"), QStringLiteral("-r"), QStringLiteral("48000"), QStringLiteral("-c"),
-         QStringLiteral("2"), path, QStringLiteral("synth"), QString::number(seconds), QStringLiteral("sine"),
-         QString::number(frequency), QStringLiteral("gain"), QString::number(peakDbfs)});
+    const QStringList format = QStringLiteral("-n -b 32 -e floating-point -r 48000 -c 2").split(QLatin1Char(' '));
+    const int status = QProcess::execute(QStringLiteral("sox"),
+                                         format + QStringList{path, QStringLiteral("synth"), QString::number(seconds),
+                                                              QStringLiteral("sine"), QString::number(frequency),
+                                                              QStringLiteral("gain"), QString::number(peakDbfs)});
     return status == 0 ? path : QString();
 }

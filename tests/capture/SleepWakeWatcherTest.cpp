@@ -1,7 +1,7 @@
 // logind's PrepareForSleep, sent on a private bus standing in for the system bus.
 
 #include "capture/SleepWakeWatcher.h"
-#include "tests/capture/QtTestSupport.h"
+#include "tests/engine/QtTestSupport.h"
 
 #include <gtest/gtest.h>
 

@@ -45,26 +45,6 @@ TEST(LissajousSelection, MonoPointsLieOnTheDiagonal)
     for (const LissajousPoint &point : select(ramp(300, -150.0f), nullptr)) EXPECT_EQ(point.x, point.y);
 }
 
-TEST(LissajousSelection, TrailKeepsTheNewestPointsOldestFirst)
-{
-    std::vector<LissajousPoint> trail;
-    std::vector<LissajousPoint> fresh(600);
-    for (std::size_t i = 0; i < fresh.size(); ++i) fresh[i] = {float(i), 0.0f};
-    appendToTrail(trail, fresh, 512);
-    ASSERT_EQ(trail.size(), 512u);
-    EXPECT_EQ(trail.front().x, 88.0f);
-    EXPECT_EQ(trail.back().x, 599.0f);
-
-    const std::vector<LissajousPoint> more{{1000.0f, 0.0f}, {1001.0f, 0.0f}};
-    appendToTrail(trail, more, 512);
-    ASSERT_EQ(trail.size(), 512u);
-    EXPECT_EQ(trail.front().x, 90.0f);
-    EXPECT_EQ(trail.back().x, 1001.0f);
-
-    appendToTrail(trail, more, 0);
-    EXPECT_TRUE(trail.empty());
-}
-
 TEST(LissajousStore, LatestBlockStoreShowsOnlyTheNewestBlock)
 {
     LissajousStore store(LissajousStore::Kind::latestBlock);

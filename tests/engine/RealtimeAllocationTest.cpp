@@ -220,23 +220,4 @@ TEST(RealtimeAllocation, BlockPathAllocatesNothingAfterWarmUp)
     }
 }
 
-TEST(RealtimeAllocation, LoudnessFeedAllocatesNothingOfItsOwn)
-{
-    LoudnessMeter meter(2, 48000);
-    const std::vector<float> samples = programme(48000 * 10);
-    std::vector<float> left(4096), right(4096);
-    allocations = 0;
-    for (std::size_t start = 0; start + 4096 <= samples.size() / 2; start += 4096) {
-        for (std::size_t i = 0; i < 4096; ++i) {
-            left[i] = samples[2 * (start + i)];
-            right[i] = samples[2 * (start + i) + 1];
-        }
-        counting = true;
-        meter.addFrames(left.data(), right.data(), 4096);
-        counting = false;
-    }
-    EXPECT_EQ(allocations, 0);
-    EXPECT_GT(meter.read().integrated, -70.0) << "integrated loudness and range were computed along the way";
-}
-
 } // namespace

@@ -278,10 +278,21 @@ void strokeArc(PixelSurface &surface, double centerX, double centerY, double rad
 
     const double outerReach = outerRadius + 0.5;
     const double innerReach = std::max(0.0, innerRadius - 0.5);
+    // Per pixel in single precision: coverage ramps over the pixel across each edge.
+    const float outer = static_cast<float>(outerRadius + 0.5);
+    const float inner = static_cast<float>(innerRadius + 0.5);
+    const auto fStartX = static_cast<float>(startX);
+    const auto fStartY = static_cast<float>(startY);
+    const auto fEndX = static_cast<float>(endX);
+    const auto fEndY = static_cast<float>(endY);
+    const float alphaScale = src.alpha * 255.0f;
+    constexpr int chunkPixels = 64;
+    std::array<std::int32_t, chunkPixels> alphas; // 0..255
     const int top = std::max(0, static_cast<int>(std::floor(centerY - outerReach)));
     const int bottom = std::min(surface.height - 1, static_cast<int>(std::ceil(centerY + outerReach)));
     for (int y = top; y <= bottom; ++y) {
         const double dy = y + 0.5 - centerY;
+        const auto fdy = static_cast<float>(dy);
         const double outerHalf = std::sqrt(std::max(0.0, outerReach * outerReach - dy * dy));
         const double innerHalf = std::abs(dy) < innerReach ? std::sqrt(innerReach * innerReach - dy * dy) : 0.0;
         std::uint32_t *row = surface.pixels + static_cast<std::ptrdiff_t>(y) * surface.stride;
@@ -292,20 +303,26 @@ void strokeArc(PixelSurface &surface, double centerX, double centerY, double rad
         for (const auto &piece : pieces) {
             const int left = std::max({0, previousRight + 1, static_cast<int>(std::floor(piece[0] - 0.5))});
             const int right = std::min(surface.width - 1, static_cast<int>(std::ceil(piece[1] + 0.5)));
-            for (int x = left; x <= right; ++x) {
-                const double dx = x + 0.5 - centerX;
-                const double distance = std::sqrt(dx * dx + dy * dy);
-                double coverage = std::clamp(outerRadius - distance + 0.5, 0.0, 1.0) -
-                                  std::clamp(innerRadius - distance + 0.5, 0.0, 1.0);
-                if (coverage <= 0.0) continue;
-                if (!whole) {
-                    const double afterStart = std::clamp(startX * dy - startY * dx + 0.5, 0.0, 1.0);
-                    const double beforeEnd = std::clamp(endY * dx - endX * dy + 0.5, 0.0, 1.0);
-                    coverage *= wide ? std::max(afterStart, beforeEnd) : std::min(afterStart, beforeEnd);
-                    if (coverage <= 0.0) continue;
+            // In chunks, as for segments: coverage without branches, then the blends.
+            for (int chunkStart = left; chunkStart <= right; chunkStart += chunkPixels) {
+                const int n = std::min(chunkPixels, right - chunkStart + 1);
+                const float firstX = static_cast<float>(chunkStart + 0.5 - centerX);
+                for (int k = 0; k < n; ++k) {
+                    const float dx = firstX + static_cast<float>(k);
+                    const float distance = squareRoot(dx * dx + fdy * fdy);
+                    float coverage = clampUnit(outer - distance) - clampUnit(inner - distance);
+                    const float afterStart = clampUnit(fStartX * fdy - fStartY * dx + 0.5f);
+                    const float beforeEnd = clampUnit(fEndY * dx - fEndX * fdy + 0.5f);
+                    const float within = wide ? (afterStart > beforeEnd ? afterStart : beforeEnd)
+                                              : (afterStart < beforeEnd ? afterStart : beforeEnd);
+                    coverage *= whole ? 1.0f : within;
+                    alphas[static_cast<std::size_t>(k)] = static_cast<std::int32_t>(clampUnit(coverage) * alphaScale + 0.5f);
                 }
-                const auto alpha = static_cast<std::uint32_t>(static_cast<float>(coverage) * src.alpha * 255.0f + 0.5f);
-                if (alpha != 0) row[x] = blended(row[x], opaque, alpha);
+                std::uint32_t *pixels = row + chunkStart;
+                for (int k = 0; k < n; ++k) {
+                    const auto alpha = static_cast<std::uint32_t>(alphas[static_cast<std::size_t>(k)]);
+                    if (alpha != 0) pixels[k] = blended(pixels[k], opaque, alpha);
+                }
             }
             previousRight = right;
         }

@@ -44,6 +44,8 @@ public:
                    const StrokeStyle &style) override;
     void fillEllipse(const Rect &bounds, const RgbColor &color) override;
     void strokeEllipse(const Rect &bounds, const RgbColor &color, const StrokeStyle &style) override;
+    // A segment's glow strokes (translucent, much wider than its line) are drawn at
+    // reduced resolution under the lines, a few segments at a time: see SegmentBatch.h.
     void strokeSegments(std::span<const ColoredSegment> segments) override;
     void fillDiscs(std::span<const ColoredDisc> discs) override;
     void strokeArcs(std::span<const ColoredArc> arcs) override;

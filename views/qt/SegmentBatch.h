@@ -9,11 +9,11 @@
 // Draws a batch of segments into a surface: point coordinates times scale plus offset
 // give surface pixels. Consecutive strokes of the same segment (a glow, the line, its
 // core) share one pass. A glow - the leading strokes of a segment that are translucent
-// and at least twice as wide as the rest - is drawn for the whole batch first, into
-// glowLayer at reduced resolution, and the remaining strokes go over it at full
-// resolution. The glow costs a fraction of its full-resolution area and only softens;
-// the one difference in order is that a later segment's glow no longer veils an
-// earlier segment's line.
+// and at least twice as wide as the rest - is drawn into glowLayer at reduced
+// resolution, which costs a fraction of its full-resolution area and only softens it.
+// The batch goes in parts of segmentsPerGlowPart segments: a part's glow, scaled up,
+// then its lines at full resolution. A later part's glow thus veils earlier lines as it
+// does drawn stroke by stroke; only within a part do the lines lie over all the glow.
 void rasterizeSegments(PixelSurface &surface, std::span<const ColoredSegment> segments, double scale, double offsetX,
                        double offsetY, ReducedResolutionLayer &glowLayer);
 

@@ -10,7 +10,7 @@
 inline QCoreApplication &testApplication()
 {
     static int argc = 1;
-    static char name[] = "kelvra-capture-tests";
+    static char name[] = "kelvra-tests";
     static char *argv[] = {name, nullptr};
     static QCoreApplication application(argc, argv);
     return application;
