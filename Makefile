@@ -20,7 +20,7 @@ $(RELEASE_DIR)/build.ninja:
 	cmake -S . -B $(RELEASE_DIR) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=Release
 
 build: deps $(RELEASE_DIR)/build.ninja
-	cmake --build $(RELEASE_DIR) -j $(JOBS)
+	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvrameters
 
 run: build
 	$(RELEASE_DIR)/app/kelvrameters $(ARGS)
@@ -33,7 +33,8 @@ test: deps $(TEST_DIR)/build.ninja
 	cmake --build $(TEST_DIR) -j $(JOBS)
 	bash scripts/run-tests.sh $(TEST_DIR)
 
-bench: build
+bench: deps $(RELEASE_DIR)/build.ninja
+	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvra_benchmarks
 	bash scripts/run-benchmarks.sh $(RELEASE_DIR)
 
 clean:
