@@ -63,7 +63,9 @@ TEST(TestSignalGenerator, SweepsUpAndDownTwoHertzPerFrameWithinItsPeak)
         const float f = generator.frequency();
         ASSERT_TRUE(f >= 100.0f && f <= 8000.0f) << frame;
         ASSERT_TRUE(std::abs(f - previous) == 2.0f || f == previous) << frame;
-        if (frame == 3950) EXPECT_EQ(f, 8000.0f);
+        if (frame == 3950) {
+            EXPECT_EQ(f, 8000.0f);
+        }
         framesAtTop += f == 8000.0f ? 1 : 0;
         previous = f;
     }
