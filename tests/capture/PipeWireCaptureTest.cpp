@@ -46,14 +46,6 @@ protected:
             << platform_->accessProblem().toStdString();
     }
 
-    void TearDown() override
-    {
-        control_.reset();
-        platform_.reset();
-        engine_.reset();
-        session_.reset();
-    }
-
     AudioEngineControl &startCapture(const QString &selection)
     {
         store_.writeString(QString::fromLatin1(AudioEngineControl::selectedInputDeviceKey), selection);
@@ -122,6 +114,8 @@ protected:
         return backend ? backend->kind() : Kind::testSignal;
     }
 
+    // Destroyed bottom-up: the control lets go of the platform and engine, the session
+    // (the server) goes last.
     std::unique_ptr<AudioTestSession> session_;
     AppSettings settings_{std::make_shared<MemoryDefaultsStore>()};
     MemoryDefaultsStore store_;

@@ -45,19 +45,6 @@ TEST(LissajousSelection, MonoPointsLieOnTheDiagonal)
     for (const LissajousPoint &point : select(ramp(300, -150.0f), nullptr)) EXPECT_EQ(point.x, point.y);
 }
 
-TEST(LissajousStore, LatestBlockStoreShowsOnlyTheNewestBlock)
-{
-    LissajousStore store(LissajousStore::Kind::latestBlock);
-    const std::vector<LissajousPoint> first{{1, 1}, {2, 2}, {3, 3}};
-    const std::vector<LissajousPoint> second{{4, 4}, {5, 5}};
-    store.store(first, 512);
-    store.store(second, 512);
-    EXPECT_EQ(store.take(), second);
-    EXPECT_TRUE(store.take().empty());
-    store.store(first, 512);
-    EXPECT_EQ(store.take(), first);
-}
-
 TEST(LissajousStore, TrailStoreAccumulatesUpToTheTrailLength)
 {
     LissajousStore store(LissajousStore::Kind::trail);
