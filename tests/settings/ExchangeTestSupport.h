@@ -37,6 +37,19 @@ struct Installation {
         }
         throw std::runtime_error("no preset named " + name);
     }
+
+    // The id text of the preset named `name`, as the id settings store it.
+    QString idOf(const std::string &name) const { return QString::fromStdString(preset(name).id.toString()); }
+
+    std::vector<std::string> customNames() const
+    {
+        std::vector<std::string> names;
+        for (const GradientPreset &preset : settings.gradientPresets()) {
+            if (!preset.isBuiltIn)
+                names.push_back(preset.name);
+        }
+        return names;
+    }
 };
 
 // Every stored setting (as its getter reads it) and the whole preset list.
@@ -55,6 +68,13 @@ inline Snapshot snapshot(const AppSettings &settings)
     result.presets = settings.gradientPresets();
     return result;
 }
+
+// A value different from `value`, of the same type, for changing every setting at once.
+inline double otherValue(double value) { return value + 1.25; }
+inline qint64 otherValue(qint64 value) { return value + 3; }
+inline bool otherValue(bool value) { return !value; }
+inline QString otherValue(const QString &value) { return value + QStringLiteral(" Custom"); }
+inline QByteArray otherValue(const QByteArray &value) { return value + ' '; } // the same JSON still
 
 // The names the engine defines, spelled out so the settings tests need no engine.
 inline EngineEnumerationNames engineNames()
@@ -79,6 +99,18 @@ inline QByteArray readBytes(const QString &path)
     if (!file.open(QIODevice::ReadOnly))
         return {};
     return file.readAll();
+}
+
+// Imports `file` into a fresh installation and checks that the import failed with the
+// import prefix and changed nothing.
+inline void expectImportRejected(const QString &file, const std::string &why)
+{
+    Installation target;
+    const Snapshot before = snapshot(target.settings);
+    const ExchangeResult result = settings_exchange::importFromFile(target.settings, file, engineNames());
+    EXPECT_TRUE(result.failure.startsWith(QStringLiteral("Failed to import settings: "))) << why;
+    EXPECT_EQ(target.changes, 0) << why;
+    EXPECT_TRUE(snapshot(target.settings) == before) << why;
 }
 
 // The top-level object of a settings export of `settings`.
