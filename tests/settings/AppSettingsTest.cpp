@@ -65,11 +65,7 @@ TEST(AppSettingsMigration, EachStoredVersionEndsAtTwo)
     for (const Case &testCase : cases) {
         const std::string label = testCase.storedVersion ? testCase.storedVersion : "none";
         auto store = std::make_shared<MemoryDefaultsStore>();
-        bool isNumber = false;
-        const qint64 number = QString::fromUtf8(label).toLongLong(&isNumber);
-        if (isNumber)
-            store->writeInt(QStringLiteral("processTapSettingsVersion"), number);
-        else if (testCase.storedVersion)
+        if (testCase.storedVersion) // as text, the way the INI file hands every value back
             store->writeString(QStringLiteral("processTapSettingsVersion"), QString::fromUtf8(label));
         store->writeBool(QStringLiteral("processTapDeterministic"), true);
         store->writeBool(QStringLiteral("processTapMixdownAuto"), false);
@@ -130,11 +126,8 @@ TEST(AppSettingsPersistence, EveryUnreadableStoredValueReadsAsItsDefault)
 
 TEST(AppSettingsChanges, EverySetterStoresAtOnceAndAnnouncesOnce)
 {
-    auto store = std::make_shared<MemoryDefaultsStore>();
-    AppSettings settings(store);
-    int changes = 0;
-    QObject::connect(&settings, &AppSettings::changed, [&changes] { ++changes; });
-
+    exchange_test::Installation installation;
+    auto &[store, settings, changes] = installation;
     settings.setSelectedMeterScale(MeterScale::vu);
     EXPECT_EQ(store->readString(QStringLiteral("selectedMeterScale")), QStringLiteral("VU (+3)"));
     settings.setBackgroundColor({1.5, -0.2, std::numeric_limits<double>::quiet_NaN(), 0.3});
