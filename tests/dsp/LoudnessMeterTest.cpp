@@ -143,7 +143,9 @@ TEST(LoudnessMeter, OneChannelMeasurementCopiesItsTruePeakToTheRight)
 {
     std::vector<float> left(4800);
     const std::vector<float> loudRight(4800, 1.0f);
-    for (std::size_t n = 0; n < left.size(); ++n) left[n] = 0.5f * std::sin(0.13f * static_cast<float>(n));
+    for (std::size_t n = 0; n < left.size(); ++n) {
+        left[n] = static_cast<float>(std::pow(10.0, -6.0 / 20.0) * std::sin(2.0 * std::numbers::pi * 997.0 * n / 48000));
+    }
     LoudnessMeter meter(1, 48000);
     EXPECT_EQ(meter.channels(), 1);
     meter.addFrames(left.data(), nullptr, left.size());
