@@ -5,9 +5,14 @@
 #include "ViewTestSupport.h"
 
 #include <QImage>
+#include <QLinearGradient>
 #include <QPainter>
+#include <QPainterPath>
 
+#include <algorithm>
+#include <cmath>
 #include <functional>
+#include <vector>
 
 using namespace view_test;
 
@@ -169,4 +174,64 @@ TEST(QtCanvas, BatchedArcsCoverTheirSweepOnly)
     for (const QPoint p : {QPoint(40, 10), QPoint(70, 40), QPoint(40, 70), QPoint(10, 40)})
         expectPixel(whole, p.x(), p.y(), QColor(0, 0, 255, 128), 1);
     EXPECT_EQ(whole.pixelColor(40, 40).alpha(), 0);
+}
+
+// The spectrum's area under its curve is rasterized by the adapter itself: filled below
+// the curve down to the baseline, empty above it, one gradient colour per row, and
+// within a step of antialiasing of what QPainter's own path filler draws.
+TEST(QtCanvas, AreaUnderCurveFillsBelowTheCurveWithTheGradientOfItsRow)
+{
+    const std::vector<DrawableGradientStop> stops{{0.0, {1, 0, 0, 1}}, {1.0, {0, 0, 1, 1}}};
+    Path area;
+    area.moveTo({4.0, 30.0});
+    for (double x = 4.0; x <= 36.0; x += 0.25) area.lineTo({x, 14.0 + 8.0 * std::sin(x / 3.0)});
+    area.lineTo({36.0, 30.0});
+    area.close();
+    const LinearGradient fill{{20.0, 0.0}, {20.0, 32.0}, stops};
+    for (double scale : {1.0, 2.0}) {
+        const QImage fast = drawn({40.0, 32.0}, scale, [&](Canvas &c) { c.fillPath(area, fill); });
+        QImage reference = drawn({40.0, 32.0}, scale, [&](Canvas &) {});
+        {
+            QPainter painter(&reference);
+            painter.setRenderHint(QPainter::Antialiasing);
+            QPainterPath path;
+            path.moveTo(area.elements().front().point.x, area.elements().front().point.y);
+            for (std::size_t i = 1; i + 1 < area.elements().size(); ++i)
+                path.lineTo(area.elements()[i].point.x, area.elements()[i].point.y);
+            path.closeSubpath();
+            QLinearGradient linear(QPointF(20.0, 0.0), QPointF(20.0, 32.0));
+            linear.setColorAt(0.0, Qt::red);
+            linear.setColorAt(1.0, Qt::blue);
+            painter.fillPath(path, linear);
+        }
+        const auto px = [scale](double points) { return static_cast<int>(points * scale); };
+        // Under the curve's lowest point (y 22) every row is filled with its own colour;
+        // the row's colour depends on its height only.
+        const QColor nearBottom = fast.pixelColor(px(10.0), px(29.0));
+        EXPECT_EQ(nearBottom, fast.pixelColor(px(30.0), px(29.0))) << scale;
+        EXPECT_GT(nearBottom.blue(), 200) << scale;
+        EXPECT_LT(nearBottom.red(), 55) << scale;
+        EXPECT_EQ(nearBottom.alpha(), 255) << scale;
+        // At x 14.1 the curve peaks (y 6): the fill just below it is mostly red.
+        const QColor nearTop = fast.pixelColor(px(14.1), px(7.5));
+        EXPECT_GT(nearTop.red(), 150) << scale;
+        EXPECT_EQ(nearTop.alpha(), 255) << scale;
+        // Above the curve, left and right of the area and below the baseline: empty.
+        expectPixel(fast, px(4.7), px(20.0), Qt::transparent, 0);
+        expectPixel(fast, px(14.1), px(5.0), Qt::transparent, 0);
+        expectPixel(fast, px(2.0), px(25.0), Qt::transparent, 0);
+        expectPixel(fast, px(38.0), px(25.0), Qt::transparent, 0);
+        expectPixel(fast, px(20.0), px(31.0), Qt::transparent, 0);
+        int largestDifference = 0;
+        for (int y = 0; y < fast.height(); ++y) {
+            for (int x = 0; x < fast.width(); ++x) {
+                const QRgb a = fast.pixel(x, y);
+                const QRgb b = reference.pixel(x, y);
+                largestDifference = std::max({largestDifference, std::abs(qRed(a) - qRed(b)),
+                                              std::abs(qGreen(a) - qGreen(b)), std::abs(qBlue(a) - qBlue(b)),
+                                              std::abs(qAlpha(a) - qAlpha(b))});
+            }
+        }
+        EXPECT_LE(largestDifference, 12) << scale;
+    }
 }

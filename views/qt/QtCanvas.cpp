@@ -1,6 +1,7 @@
 #include "views/qt/QtCanvas.h"
 
 #include "views/GradientStops.h"
+#include "views/qt/AreaRasterizer.h"
 #include "views/qt/CoverageRasterizer.h"
 #include "views/qt/SegmentBatch.h"
 
@@ -169,7 +170,58 @@ void QtCanvas::fillPath(const Path &path, const RgbColor &color) { painter_.fill
 void QtCanvas::fillPath(const Path &path, const LinearGradient &gradient)
 {
     if (gradient.stops.empty()) return;
+    if (gradient.start.x == gradient.end.x && gradient.start.y != gradient.end.y && isAreaUnderCurve(path) &&
+        fillAreaUnderCurve(path, gradient))
+        return;
     painter_.fillPath(toQPath(path), brush(gradient));
+}
+
+bool QtCanvas::fillAreaUnderCurve(const Path &path, const LinearGradient &gradient)
+{
+    const std::vector<Path::Element> &elements = path.elements();
+    double left = elements.front().point.x;
+    double right = left;
+    double top = elements.front().point.y;
+    double bottom = top;
+    for (const Path::Element &e : elements) {
+        if (e.verb != Path::Verb::LineTo) continue;
+        left = std::min(left, e.point.x);
+        right = std::max(right, e.point.x);
+        top = std::min(top, e.point.y);
+        bottom = std::max(bottom, e.point.y);
+    }
+    return drawRasterized({left, top, right - left, bottom - top},
+                          [&](PixelSurface &surface, double scale, double dx, double dy) {
+        // One colour per row, sampled by Qt itself at the pixel centres, so the
+        // gradient matches QPainter's fill exactly.
+        if (gradientColumn_.height() < surface.height)
+            gradientColumn_ = QImage(1, surface.height, QImage::Format_ARGB32_Premultiplied);
+        QLinearGradient linear(QPointF(0.0, gradient.start.y * scale + dy), QPointF(0.0, gradient.end.y * scale + dy));
+        linear.setStops(cachedStops(gradient.stops));
+        linear.setSpread(QGradient::PadSpread);
+        {
+            QPainter column(&gradientColumn_);
+            column.setCompositionMode(QPainter::CompositionMode_Source);
+            column.fillRect(QRect(0, 0, 1, surface.height), QBrush(linear));
+        }
+        rowColors_.resize(static_cast<std::size_t>(surface.height));
+        for (int y = 0; y < surface.height; ++y) {
+            const auto *row = reinterpret_cast<const std::uint32_t *>(gradientColumn_.constScanLine(y));
+            rowColors_[static_cast<std::size_t>(y)] = row[0];
+        }
+
+        area_.begin(surface.width, surface.height);
+        Point previous = elements.front().point;
+        const Point start = previous;
+        for (std::size_t i = 1; i < elements.size(); ++i) {
+            const Point next = elements[i].verb == Path::Verb::LineTo ? elements[i].point : start;
+            area_.addEdge(previous.x * scale + dx, previous.y * scale + dy, next.x * scale + dx, next.y * scale + dy);
+            previous = next;
+        }
+        if (elements.back().verb != Path::Verb::Close)
+            area_.addEdge(previous.x * scale + dx, previous.y * scale + dy, start.x * scale + dx, start.y * scale + dy);
+        area_.fill(surface, rowColors_);
+    });
 }
 
 void QtCanvas::strokePath(const Path &path, const RgbColor &color, const StrokeStyle &style)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "views/Canvas.h"
+#include "views/qt/AreaRasterizer.h"
 #include "views/qt/ReducedResolutionLayer.h"
 
 #include <QFont>
@@ -72,12 +73,19 @@ private:
     // image through the painter (so clip and opacity apply). False when the painter is
     // rotated or sheared, for which the caller draws element by element instead.
     template <typename Rasterize> bool drawRasterized(const Rect &logicalBounds, Rasterize &&rasterize);
+    // The spectrum's area under its curve with a vertical gradient, rasterized here:
+    // QPainter's general path filler costs about a millisecond for it. False when the
+    // painter's transform rules that out.
+    bool fillAreaUnderCurve(const Path &path, const LinearGradient &gradient);
 
     QPainter &painter_;
     double pointsPerPixelFactor_ = 1.0;               // font point size per logical pixel of the device
     mutable std::vector<CachedFont> fonts_;          // every font requested so far
     mutable std::vector<CachedStops> gradientStops_; // recently drawn gradients, newest last
     QImage scratch_; // batch rasterization buffer, device pixels, grown as needed
+    AreaRasterizer area_;        // coverage of the area under a curve, reused every frame
+    QImage gradientColumn_;      // one pixel wide: the gradient of an area fill per device row
+    std::vector<std::uint32_t> rowColors_; // premultiplied colour per device row of an area fill
     ReducedResolutionLayer glow_; // glow strokes of a segment batch, at reduced resolution
     // Shaped text by font and string: read-outs repeat the same few strings, and shaping
     // costs far more than drawing. Emptied when it grows past a few hundred entries.
