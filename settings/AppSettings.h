@@ -90,6 +90,9 @@ public:
     void loadGradients();
     void saveCustomGradients();
     void addCustomGradient(const GradientPreset &preset);
+    // Imported presets: each gets a new id, sorted stops and a name made unique against
+    // the list as it grows; the library is saved and observers notified once.
+    void appendImportedGradients(const std::vector<GradientPreset> &presets);
     void updateGradient(const GradientPreset &preset);
     void deleteGradient(const GradientPreset &preset);
     GradientPreset duplicateGradient(const GradientPreset &preset) const;

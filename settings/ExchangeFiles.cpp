@@ -87,18 +87,6 @@ QString checkPresetLimits(const QJsonArray &presets)
     return {};
 }
 
-void addImportedPresets(AppSettings &settings, const std::vector<GradientPreset> &presets)
-{
-    for (const GradientPreset &preset : presets) {
-        GradientPreset imported = preset;
-        // The name is made unique against the list as it grows, so two presets of one
-        // file that share a name stay apart too. addCustomGradient gives the new id,
-        // clears isBuiltIn, sorts the stops and saves.
-        imported.name = settings.makeUniqueName(preset.name);
-        settings.addCustomGradient(imported);
-    }
-}
-
 ExchangeResult fail(const QString &line)
 {
     const QByteArray text = line.toUtf8();

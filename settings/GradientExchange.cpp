@@ -78,7 +78,7 @@ GradientImportResult importFiles(AppSettings &settings, const QStringList &paths
             result.failures.push_back({path, exchange_files::fail(decoded.failure).failure});
             continue;
         }
-        exchange_files::addImportedPresets(settings, decoded.presets);
+        settings.appendImportedGradients(decoded.presets);
         result.importedCount += static_cast<int>(decoded.presets.size());
     }
     return result;

@@ -65,6 +65,22 @@ void AppSettings::addCustomGradient(const GradientPreset &preset)
     emit changed();
 }
 
+void AppSettings::appendImportedGradients(const std::vector<GradientPreset> &presets)
+{
+    if (presets.empty()) return;
+    for (const GradientPreset &preset : presets) {
+        GradientPreset added = preset;
+        added.id = Uuid::createRandom();
+        added.isBuiltIn = false;
+        added.name = makeUniqueName(preset.name);
+        sortStopsByLevel(added);
+        gradientPresets_.push_back(std::move(added));
+    }
+    // One save for the whole import: saving per preset made a large import quadratic.
+    storeCustomGradients();
+    emit changed();
+}
+
 void AppSettings::updateGradient(const GradientPreset &preset)
 {
     const auto it = std::find_if(gradientPresets_.begin(), gradientPresets_.end(),

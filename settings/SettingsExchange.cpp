@@ -277,7 +277,7 @@ std::optional<ExportableSettings> decode(const QByteArray &json, QString &error)
 
 void apply(AppSettings &settings, const ExportableSettings &record, const EngineEnumerationNames &names)
 {
-    exchange_files::addImportedPresets(settings, record.gradients);
+    settings.appendImportedGradients(record.gradients);
 
     // Names, not ids: built-in ids change at every start, names are the same everywhere.
     // An unknown name keeps the current choice.
