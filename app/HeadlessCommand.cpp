@@ -11,7 +11,9 @@
 #include <QElapsedTimer>
 #include <QTimer>
 
+#include <algorithm>
 #include <atomic>
+#include <functional>
 #include <cerrno>
 #include <cmath>
 #include <csignal>
@@ -24,6 +26,8 @@
 
 // kelvrameters --headless --source NAME [--seconds N] [--every SECONDS]
 //
+// NAME is a name of the input picker, "app:NAME" (tap the process whose name or
+// identifier is NAME) or "apps:ID,ID" (application audio of those applications).
 // Meters one live source without windows and prints the published meter values as
 // JSON lines, one every SECONDS (default 0.5) and a last one at the end, in the format
 // of --meter-file. Runs N seconds, or until interrupted. Status lines go to standard
@@ -33,6 +37,10 @@
 namespace {
 
 constexpr auto serverAnswerTimeout = std::chrono::seconds(5);
+// How long a named application may take to show up among the players.
+constexpr auto applicationTimeout = std::chrono::seconds(5);
+const QString tapPrefix = QStringLiteral("app:");
+const QString appsPrefix = QStringLiteral("apps:");
 
 std::atomic<bool> interrupted{false};
 
@@ -41,7 +49,8 @@ void handleInterrupt(int) { interrupted.store(true); }
 int usageError(const std::string &message)
 {
     std::fprintf(stderr,
-                 "kelvrameters: %s\nusage: kelvrameters --headless --source NAME [--seconds N] [--every SECONDS]\n",
+                 "kelvrameters: %s\nusage: kelvrameters --headless --source NAME|app:NAME|apps:ID,ID [--seconds N] "
+                 "[--every SECONDS]\n",
                  message.c_str());
     return 2;
 }
@@ -99,6 +108,54 @@ std::optional<int> parse(int argc, char **argv, HeadlessOptions &options)
     return std::nullopt;
 }
 
+void waitFor(const std::function<bool()> &condition, std::chrono::milliseconds timeout)
+{
+    QElapsedTimer waited;
+    waited.start();
+    while (!condition() && std::chrono::milliseconds(waited.elapsed()) < timeout)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+}
+
+// Taps the process named `name` (its name or identifier); false when there is none.
+bool startTap(AudioEngineControl &control, const QString &name)
+{
+    std::optional<AudioProcessInfo> found;
+    waitFor(
+        [&] {
+            control.refreshAudioProcesses();
+            for (const AudioProcessInfo &process : control.availableAudioProcesses()) {
+                if (process.name == name || process.bundleID == name) found = process;
+            }
+            return found.has_value();
+        },
+        applicationTimeout);
+    if (!found) {
+        QStringList names;
+        for (const AudioProcessInfo &process : control.availableAudioProcesses()) names << process.name;
+        printStatus(QStringLiteral("No application named \"%1\" plays audio. Playing: %2")
+                        .arg(name, names.isEmpty() ? QStringLiteral("none") : names.join(QStringLiteral(", "))));
+        return false;
+    }
+    control.startProcessTapCapture(*found);
+    return control.isProcessTapRunning();
+}
+
+// Meters the applications `ids` together; false when none of them plays.
+bool startApps(AudioEngineControl &control, const QSet<QString> &ids)
+{
+    waitFor(
+        [&] {
+            control.refreshApps();
+            const auto &running = control.runningAppsForCapture();
+            return std::any_of(running.begin(), running.end(),
+                               [&](const CapturedApp &app) { return ids.contains(app.bundleIdentifier); });
+        },
+        applicationTimeout);
+    control.setSelectedApps(ids);
+    control.setAppAudioMode(true);
+    return control.isRunning();
+}
+
 } // namespace
 
 int runHeadlessCommand(int argc, char **argv)
@@ -135,18 +192,29 @@ int runHeadlessCommand(int argc, char **argv)
 
     AudioEngineControl control(engine, platform, selectionStore);
     QObject::connect(&engine, &AudioEngine::errorMessageChanged, &printStatus);
-    if (!control.availableInputDevices().contains(options.source)) {
-        printStatus(QStringLiteral("No input source is named \"%1\". Sources: %2")
-                        .arg(options.source, control.availableInputDevices().mid(1).join(QStringLiteral(", "))));
-        return 1;
-    }
-
-    control.startIfNeeded();
-    // A named device that cannot be captured is replaced by the default input; a log
-    // of the wrong source would be worse than none.
-    if (!control.isRunning() || control.selectedInputDevice() != options.source) {
-        printStatus(QStringLiteral("Could not capture \"%1\".").arg(options.source));
-        return 1;
+    const bool tap = options.source.startsWith(tapPrefix);
+    const bool apps = options.source.startsWith(appsPrefix);
+    if (tap || apps) {
+        const QString names = options.source.mid(tap ? tapPrefix.size() : appsPrefix.size());
+        const QStringList ids = names.split(QLatin1Char(','), Qt::SkipEmptyParts);
+        const bool started = tap ? startTap(control, names) : startApps(control, QSet<QString>(ids.begin(), ids.end()));
+        if (!started) {
+            printStatus(QStringLiteral("Could not capture \"%1\".").arg(options.source));
+            return 1;
+        }
+    } else {
+        if (!control.availableInputDevices().contains(options.source)) {
+            printStatus(QStringLiteral("No input source is named \"%1\". Sources: %2")
+                            .arg(options.source, control.availableInputDevices().mid(1).join(QStringLiteral(", "))));
+            return 1;
+        }
+        control.startIfNeeded();
+        // A named device that cannot be captured is replaced by the default input; a log
+        // of the wrong source would be worse than none.
+        if (!control.isRunning() || control.selectedInputDevice() != options.source) {
+            printStatus(QStringLiteral("Could not capture \"%1\".").arg(options.source));
+            return 1;
+        }
     }
 
     int exitCode = 0;

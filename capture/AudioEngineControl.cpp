@@ -2,6 +2,7 @@
 
 #include "capture/TestSignalCaptureImpl.h"
 #include "engine/AudioEngine.h"
+#include "settings/AppSettings.h"
 #include "settings/DefaultsStore.h"
 
 #include <utility>
@@ -26,6 +27,18 @@ AudioEngineControl::AudioEngineControl(AudioEngine &engine, AudioPlatform &platf
       availableInputDevices_{noneName, systemDefaultName}
 {
     if (selectedInputDevice_.isEmpty()) selectedInputDevice_ = noneName;
+    const AppSelectionData selection = AppSelectionData::load(store_);
+    isAppAudioMode_ = selection.isSCKModeEnabled;
+    selectedApps_ = selection.ids();
+    if (const std::optional<QString> tapped = store_.readString(QString::fromLatin1(processTapBundleIDKey));
+        tapped && !tapped->isEmpty())
+        processTapBundleID_ = *tapped;
+
+    processListTimer_.setSingleShot(true);
+    processListTimer_.setInterval(processListDebounce);
+    connect(&processListTimer_, &QTimer::timeout, this, &AudioEngineControl::refreshProcessLists);
+    connect(&platform_, &AudioPlatform::audioProcessesChanged, &processListTimer_, qOverload<>(&QTimer::start));
+    connect(&engine.settings(), &AppSettings::changed, this, &AudioEngineControl::applyProcessTapSettings);
 
     hardwareChangeTimer_.setSingleShot(true);
     hardwareChangeTimer_.setInterval(hardwareChangeDebounceInterval);
@@ -53,6 +66,7 @@ AudioEngineControl::AudioEngineControl(AudioEngine &engine, AudioPlatform &platf
 
 AudioEngineControl::~AudioEngineControl()
 {
+    stopAppAudioBackend();
     stopEngine();
     if (engine_) engine_->setLevelsObserver({});
 }
@@ -61,7 +75,15 @@ void AudioEngineControl::startIfNeeded()
 {
     if (isRunning_ || isRestartingEngine_) return;
     setErrorMessage({});
-    checkPermissionAndStart();
+    if (store_.readString(QString::fromLatin1(processTapBundleIDKey)).value_or(QString()).isEmpty()) {
+        if (isAppAudioMode_) {
+            enableAppAudioMode();
+        } else {
+            checkPermissionAndStart();
+        }
+        return;
+    }
+    restoreProcessTapIfNeeded();
 }
 
 void AudioEngineControl::checkPermissionAndStart()
@@ -104,6 +126,8 @@ void AudioEngineControl::startEngine()
         break;
     }
     if (!hasPermission_ || selectedInputDevice_ == noneName) return;
+    // Application audio owns the meters while it is on.
+    if (isAppAudioMode_) return;
     if (backend_) stopEngine();
 
     if (selectedInputDevice_ != systemDefaultName) {
@@ -164,14 +188,14 @@ void AudioEngineControl::activate(std::unique_ptr<CaptureBackend> backend)
     setIsRunning(true);
     setErrorMessage({});
     silenceWatch_.reset();
-    attachLoudnessMeter();
+    attachLoudnessMeter(*backend_);
 }
 
-void AudioEngineControl::attachLoudnessMeter()
+void AudioEngineControl::attachLoudnessMeter(CaptureBackend &backend)
 {
-    auto meter = std::make_shared<LoudnessMeter>(backend_->channelCount(), static_cast<int>(backend_->sampleRate()));
+    auto meter = std::make_shared<LoudnessMeter>(backend.channelCount(), static_cast<int>(backend.sampleRate()));
     if (engine_) engine_->setLoudnessMeter(meter);
-    backend_->setLoudnessMeter(std::move(meter));
+    backend.setLoudnessMeter(std::move(meter));
 }
 
 void AudioEngineControl::stopEngine()
@@ -181,16 +205,19 @@ void AudioEngineControl::stopEngine()
         backend_->stop();
         backend_.reset();
     }
-    if (engine_) {
+    // Application audio is not stopped here: device changes and wake-ups leave it alone.
+    if (engine_ && !appBackend_) {
         engine_->clearActiveBackend();
         engine_->setInputDeviceBackend(nullptr);
     }
-    setIsRunning(false);
+    setIsRunning(appBackend_ != nullptr);
 }
 
 void AudioEngineControl::restartEngine()
 {
     if (isRestartingEngine_) return;
+    // A process tap is never restarted by device or wake events.
+    if (isProcessTapRunning()) return;
     isRestartingEngine_ = true;
     stopEngine();
     QTimer::singleShot(restartDelay, this, [this] {
@@ -218,6 +245,18 @@ void AudioEngineControl::setSelectedInputDevice(const QString &device)
     deviceReturnTimer_.stop();
     if (device == noneName) {
         stopEngine();
+    } else if (isAppAudioMode_) {
+        // Choosing an input leaves application audio.
+        isChangingAppAudioMode_ = true;
+        QTimer::singleShot(0, this, [this] {
+            if (!engine_) return;
+            stopAppAudioBackend();
+            isAppAudioMode_ = false;
+            saveAppSelection();
+            emit isAppAudioModeChanged(false);
+            isChangingAppAudioMode_ = false;
+            restartEngine();
+        });
     } else {
         restartEngine();
     }
@@ -319,6 +358,15 @@ void AudioEngineControl::resumeCapture()
     awaitingAccess_ = false;
     if (backend_ && backend_->kind() == CaptureBackend::Kind::testSignal) stopEngine();
     if (isRunning_ || isRestartingEngine_) return;
+    if (afterLoss && processTapBundleID_) {
+        // The tapped application's streams come back with the server.
+        attemptProcessTapRestore(*processTapBundleID_, processTapRestoreAttempts);
+        return;
+    }
+    if (afterLoss && isAppAudioMode_) {
+        enableAppAudioMode();
+        return;
+    }
 
     const bool namedDevice = selectedInputDevice_ != noneName && selectedInputDevice_ != systemDefaultName;
     if (afterLoss && namedDevice && !getDeviceID(selectedInputDevice_)) {
@@ -334,7 +382,8 @@ void AudioEngineControl::handleServerLost(const QString &reason)
 {
     serverLost_ = true;
     hardwareChangeTimer_.stop();
-    const bool wasCapturing = backend_ && backend_->kind() != CaptureBackend::Kind::testSignal;
+    const bool wasCapturing = appBackend_ || (backend_ && backend_->kind() != CaptureBackend::Kind::testSignal);
+    stopAppAudioBackend();
     if (backend_) stopEngine();
     // The last values fall to -60 on their own: the tick has no back-end to read.
     if (wasCapturing || awaitingAccess_ || deviceReturnTimer_.isActive()) resumeAfterReconnect_ = true;
@@ -365,12 +414,13 @@ void AudioEngineControl::reportServerUnreachable()
 
 void AudioEngineControl::handleBackendConfigurationChanged()
 {
-    if (!backend_ || !engine_) return;
-    const auto rate = static_cast<float>(backend_->sampleRate());
+    CaptureBackend *active = appBackend_ ? appBackend_.get() : backend_.get();
+    if (!active || !engine_) return;
+    const auto rate = static_cast<float>(active->sampleRate());
     if (rate == engine_->currentSampleRate()) return;
     engine_->setCurrentSampleRate(rate);
     // A loudness measurement runs at one rate; a new rate starts a new measurement.
-    attachLoudnessMeter();
+    attachLoudnessMeter(*active);
 }
 
 void AudioEngineControl::handleBackendFailed(const QString &reason)
@@ -382,15 +432,24 @@ void AudioEngineControl::handleBackendFailed(const QString &reason)
         stopEngine();
         if (kind == CaptureBackend::Kind::device) {
             fallBackToDefaultInput();
+        } else if (kind == CaptureBackend::Kind::processTap) {
+            setErrorMessage(QStringLiteral("Process Tap failed: ") + reason);
         } else {
             setErrorMessage(QStringLiteral("Failed to start audio engine: ") + reason);
         }
     });
 }
 
+const CaptureBackend *AudioEngineControl::activeCaptureBackend() const
+{
+    return appBackend_ ? appBackend_.get() : backend_.get();
+}
+
 void AudioEngineControl::watchSilence(const AudioLevels &levels, double now)
 {
-    if (!backend_ || !backend_->watchesForSilence()) return;
+    const CaptureBackend *active = activeCaptureBackend();
+    // Application audio with nothing linked shows that it waits, not that it is silent.
+    if (!active || !active->watchesForSilence() || active->linkedStreamCount() == 0) return;
     const QString warning = QString::fromUtf8(silenceWarning);
     switch (silenceWatch_.update(levels, now)) {
     case SilenceWatch::Action::warn:

@@ -1,11 +1,14 @@
 #pragma once
 
+#include "capture/AppSelection.h"
 #include "capture/AudioPlatform.h"
+#include "capture/AudioSources.h"
 #include "capture/CaptureBackend.h"
 #include "capture/SilenceWatch.h"
 
 #include <QObject>
 #include <QPointer>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
@@ -14,6 +17,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 class AudioEngine;
 class DefaultsStore;
@@ -30,14 +34,23 @@ class AudioEngineControl : public QObject {
     Q_PROPERTY(QString selectedInputDevice READ selectedInputDevice WRITE setSelectedInputDevice NOTIFY
                    selectedInputDeviceChanged)
     Q_PROPERTY(QStringList availableInputDevices READ availableInputDevices NOTIFY availableInputDevicesChanged)
+    Q_PROPERTY(QString activeProcessTapName READ activeProcessTapName NOTIFY activeProcessTapNameChanged)
+    Q_PROPERTY(bool isAppAudioMode READ isAppAudioMode WRITE setAppAudioMode NOTIFY isAppAudioModeChanged)
 
 public:
     static constexpr const char *noneDevice = "None";
     static constexpr const char *systemDefaultDevice = "System Default";
     static constexpr const char *selectedInputDeviceKey = "selectedInputDevice";
-    // Shown while a silence-watched source has delivered only silence for a while.
-    static constexpr const char *silenceWarning =
-        "No audio received \u2014 the captured application may be muted, or KelvraMeters may not record it";
+    static constexpr const char *processTapBundleIDKey = "processTapBundleID";
+    // Shown while a tapped or chosen application has delivered only silence for a while.
+    static constexpr const char *silenceWarning = "No audio received \u2014 the application is silent, paused or muted";
+    // Restoring a saved process tap at launch: the first attempt after restoreInitialDelay,
+    // then one every restoreRetryInterval while attempts are left.
+    static constexpr int processTapRestoreAttempts = 15;
+    static constexpr auto restoreInitialDelay = std::chrono::milliseconds(1500);
+    static constexpr auto restoreRetryInterval = std::chrono::milliseconds(2000);
+    // Playback streams come and go in bursts; lists follow 200 ms after the last change.
+    static constexpr auto processListDebounce = std::chrono::milliseconds(200);
 
     static constexpr auto hardwareChangeDebounceInterval = std::chrono::milliseconds(500);
     static constexpr auto restartDelay = std::chrono::milliseconds(100);
@@ -57,7 +70,8 @@ public:
     // (the status line says why). Off by default.
     void setTestSignalWithoutServer(bool enabled) { testSignalWithoutServer_ = enabled; }
 
-    // Begins capture unless it runs or a restart is under way.
+    // Begins capture unless it runs or a restart is under way: restores a saved process
+    // tap, else application audio when it was on, else the selected input.
     void startIfNeeded();
     void checkPermissionAndStart();
     // Chooses and starts the back-end for selectedInputDevice().
@@ -87,8 +101,49 @@ public:
     void setSelectedInputDevice(const QString &device);
     QStringList availableInputDevices() const { return availableInputDevices_; }
     bool isRestartingEngine() const { return isRestartingEngine_; }
-    // The running back-end, or nullptr.
-    const CaptureBackend *activeCaptureBackend() const { return backend_.get(); }
+    // The back-end the engine reads, or nullptr.
+    const CaptureBackend *activeCaptureBackend() const;
+
+    // --- process tap ---
+
+    // Shortens the restore timing (tests); the defaults are the constants above.
+    void setProcessTapRestoreTiming(std::chrono::milliseconds initialDelay, std::chrono::milliseconds retryInterval);
+    // A saved "processTapBundleID": say so, and look for that application shortly.
+    void restoreProcessTapIfNeeded();
+    // One look for the saved application; retried while attempts are left.
+    void attemptProcessTapRestore(const QString &bundleID, int attemptsLeft);
+    // Taps `process` in place of the input (the selection shows "None").
+    void startProcessTapCapture(const AudioProcessInfo &process);
+    // Stops the tap and forgets it, so the next launch restores nothing.
+    void stopProcessTapCapture();
+    // Publishes the processes that play audio: active ones first, then by name.
+    void refreshAudioProcesses();
+    // Sets the mixdown gain so that the reference playing now reads expectedPeakDb;
+    // returns the text to show.
+    QString calibrateProcessTapMixdown(double expectedPeakDb);
+    const std::vector<AudioProcessInfo> &availableAudioProcesses() const { return availableAudioProcesses_; }
+    // The tapped process's name, or a progress line while a restore waits; empty otherwise.
+    QString activeProcessTapName() const { return activeProcessTapName_; }
+    std::optional<QString> processTapBundleID() const { return processTapBundleID_; }
+    bool isProcessTapRunning() const;
+    ProcessTapDiagnostics processTapDiagnostics() const;
+
+    // --- application audio ---
+
+    bool isAppAudioMode() const { return isAppAudioMode_; }
+    // Switches application audio on or off and saves the choice.
+    void setAppAudioMode(bool enabled);
+    QSet<QString> selectedApps() const { return selectedApps_; }
+    // Saves the choice and, while the mode is on, captures the new set.
+    void setSelectedApps(const QSet<QString> &bundleIDs);
+    void enableAppAudioMode();
+    void disableAppAudioMode();
+    void restartAppAudioCapture();
+    // Refreshes the running and the installed applications.
+    void refreshApps();
+    bool isChangingAppAudioMode() const { return isChangingAppAudioMode_; }
+    const std::vector<CapturedApp> &runningAppsForCapture() const { return runningAppsForCapture_; }
+    const std::vector<CapturedApp> &applicationDirApps() const { return applicationDirApps_; }
 
 signals:
     void isRunningChanged(bool running);
@@ -96,13 +151,20 @@ signals:
     void selectedInputDeviceChanged(const QString &device);
     // Emitted on every publication of the list, changed or not.
     void availableInputDevicesChanged(const QStringList &devices);
+    void availableAudioProcessesChanged();
+    void activeProcessTapNameChanged(const QString &name);
+    void processTapBundleIDChanged();
+    void isAppAudioModeChanged(bool enabled);
+    void selectedAppsChanged();
+    // runningAppsForCapture or applicationDirApps changed.
+    void appListsChanged();
 
 private:
     void startEngineWithDefaultInput();
     void startEngineWithDevice(std::uint32_t id);
     // Makes `backend` the engine's source with a fresh loudness measurement.
     void activate(std::unique_ptr<CaptureBackend> backend);
-    void attachLoudnessMeter();
+    void attachLoudnessMeter(CaptureBackend &backend);
     // Changes the selection without persisting it or restarting (the guard is held).
     void selectWhileRestarting(const QString &device);
     void fallBackToDefaultInput();
@@ -118,6 +180,15 @@ private:
     void handleBackendConfigurationChanged();
     void handleBackendFailed(const QString &reason);
     void watchSilence(const AudioLevels &levels, double now);
+
+    void applyProcessTapSettings();
+    void setActiveProcessTapName(const QString &name);
+    void setProcessTapBundleID(const std::optional<QString> &bundleID);
+    void stopAppAudioBackend();
+    void saveAppSelection();
+    void showAppWaitingStatus(int linkedStreams);
+    QString selectedAppNames() const;
+    void refreshProcessLists();
 
     void setErrorMessage(const QString &message);
     void setIsRunning(bool running);
@@ -142,4 +213,19 @@ private:
     QTimer hardwareChangeTimer_;                 // single shot: the pending debounced update
     QTimer deviceReturnTimer_;                   // single shot: give up waiting for the device
     SilenceWatch silenceWatch_;                  // silence run of the active back-end
+
+    std::vector<AudioProcessInfo> availableAudioProcesses_; // choices of the process picker
+    QString activeProcessTapName_;               // tapped process, or restore progress
+    std::optional<QString> processTapBundleID_;  // identifier of the tapped process; persisted
+    AudioProcessInfo tappedProcess_;             // the process of the running tap
+    std::chrono::milliseconds restoreDelay_ = restoreInitialDelay;   // first restore attempt
+    std::chrono::milliseconds restoreInterval_ = restoreRetryInterval; // between attempts
+    QTimer processListTimer_;                    // single shot: debounced list refresh
+
+    std::unique_ptr<CaptureBackend> appBackend_; // application audio while it runs
+    bool isAppAudioMode_ = false;                // application audio chosen; persisted
+    QSet<QString> selectedApps_;                 // applications chosen; persisted
+    bool isChangingAppAudioMode_ = false;        // guard while the mode is switched internally
+    std::vector<CapturedApp> runningAppsForCapture_; // applications playing now
+    std::vector<CapturedApp> applicationDirApps_;    // installed applications
 };

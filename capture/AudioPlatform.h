@@ -1,8 +1,10 @@
 #pragma once
 
+#include "capture/AudioSources.h"
 #include "capture/CaptureBackend.h"
 
 #include <QObject>
+#include <QSet>
 #include <QString>
 
 #include <cstdint>
@@ -52,6 +54,22 @@ public:
     virtual StartResult startDefaultInput() = 0;
     virtual StartResult startDevice(std::uint32_t id) = 0;
 
+    // The processes that play audio right now, in the system's order.
+    virtual std::vector<AudioProcessInfo> audioProcesses() const { return {}; }
+    // The applications that play audio right now, one per identifier.
+    virtual std::vector<CapturedApp> runningApps() const { return {}; }
+    // Taps what the process plays: its streams' own front pair (deterministic) or a
+    // stereo mixdown of all their channels.
+    virtual StartResult startProcessTap(const AudioProcessInfo &, bool /*deterministic*/)
+    {
+        return {nullptr, QStringLiteral("Process taps are not available on this audio system.")};
+    }
+    // Captures the sum of what the applications with these identifiers play.
+    virtual StartResult startAppAudio(const QSet<QString> &)
+    {
+        return {nullptr, QStringLiteral("Application audio is not available on this audio system.")};
+    }
+
 signals:
     void accessChanged();
     // The device list changed (raw, not debounced).
@@ -61,4 +79,6 @@ signals:
     void serverLost(const QString &reason);
     // The machine woke from sleep.
     void woke();
+    // A playback stream appeared, went away, or started or stopped playing.
+    void audioProcessesChanged();
 };

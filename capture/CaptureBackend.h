@@ -2,6 +2,7 @@
 
 #include "engine/dsp/AudioCaptureBackend.h"
 #include "engine/dsp/LoudnessMeter.h"
+#include "engine/dsp/ProcessTapRouter.h"
 #include "engine/dsp/SpectralSettingsSink.h"
 
 #include <QObject>
@@ -20,6 +21,8 @@ public:
         defaultInput, // the system's default source ("System Default")
         device,       // a named source or sink monitor
         testSignal,   // the built-in test signal, no audio server involved
+        processTap,   // what one process plays, linked straight from its streams
+        appAudio,     // the sum of what chosen applications play
     };
 
     virtual Kind kind() const = 0;
@@ -42,9 +45,19 @@ public:
     // Stops delivery; when it returns no audio thread touches the back-end any more.
     virtual void stop() = 0;
 
+    // Process tap only: the linear gain that raises a mixdown, and what the tap saw.
+    virtual void setMixdownGain(float) {}
+    virtual float mixdownGain() const { return 1.0f; }
+    virtual ProcessTapDiagnostics readDiagnostics() const { return {}; }
+    // Application audio and process tap: how many of the chosen sources' playback
+    // streams are linked right now (0: waiting for one to play).
+    virtual int linkedStreamCount() const { return 1; }
+
 signals:
     // The source's format changed or the default source moved; sampleRate() may differ.
     void configurationChanged();
     // The back-end stopped delivering for good (stream error, target removed).
     void failed(const QString &reason);
+    // linkedStreamCount() changed.
+    void linkedStreamsChanged(int count);
 };

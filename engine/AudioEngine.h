@@ -46,6 +46,9 @@ public:
                 Clock clock = steadyClock(), QObject *parent = nullptr);
     ~AudioEngine() override;
 
+    // The settings every tick reads; the capture layer reads its own from here too.
+    AppSettings &settings() const { return settings_; }
+
     MeterData &meterData() { return meterData_; }
     const MeterData &meterData() const { return meterData_; }
 

@@ -1,9 +1,16 @@
 #include "capture/pipewire/PipeWireAudioPlatform.h"
 
+#include "capture/AppAudioCaptureImpl.h"
 #include "capture/DefaultInputCaptureImpl.h"
 #include "capture/DeviceCaptureImpl.h"
+#include "capture/ProcessTapCaptureImpl.h"
+#include "capture/pipewire/LinkPlan.h"
+#include "capture/pipewire/PipeWireStreamGraph.h"
+#include "capture/pipewire/PlaybackStreams.h"
 #include "capture/pipewire/PipeWireMetadataManager.h"
 #include "capture/pipewire/PipeWireNodeManager.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -13,6 +20,7 @@ PipeWireAudioPlatform::PipeWireAudioPlatform(QObject *parent) : AudioPlatform(pa
     connect(&connection_, &PipeWireConnection::connectFailed, this, &AudioPlatform::accessChanged);
     connect(&connection_, &PipeWireConnection::connectionLost, this, &AudioPlatform::serverLost);
     connect(&connection_.nodes(), &PipeWireNodeManager::nodesChanged, this, &AudioPlatform::devicesChanged);
+    connect(&connection_.streamGraph(), &PipeWireStreamGraph::changed, this, &AudioPlatform::audioProcessesChanged);
     connect(&wakeWatcher_, &SleepWakeWatcher::woke, this, &AudioPlatform::woke);
     connection_.start();
 }
@@ -62,9 +70,7 @@ AudioPlatform::StartResult PipeWireAudioPlatform::startDefaultInput()
 {
     StartResult result;
     if (!connection_.isReady()) {
-        result.error = connection_.failureReason().isEmpty()
-                           ? QStringLiteral("The PipeWire audio server could not be reached.")
-                           : connection_.failureReason();
+        result.error = notConnectedReason();
         return result;
     }
     auto backend = std::make_unique<DefaultInputCaptureImpl>(connection_);
@@ -82,6 +88,56 @@ AudioPlatform::StartResult PipeWireAudioPlatform::startDevice(std::uint32_t id)
         return result;
     }
     auto backend = std::make_unique<DeviceCaptureImpl>(connection_, *node, node->isSink());
+    result.error = backend->start();
+    if (result.error.isEmpty()) result.backend = std::move(backend);
+    return result;
+}
+
+QString PipeWireAudioPlatform::notConnectedReason() const
+{
+    return connection_.failureReason().isEmpty() ? QStringLiteral("The PipeWire audio server could not be reached.")
+                                                 : connection_.failureReason();
+}
+
+std::vector<AudioProcessInfo> PipeWireAudioPlatform::audioProcesses() const
+{
+    return discoverAudioProcesses(playbackStreams(connection_.streamGraph().objects(), ::getpid()));
+}
+
+std::vector<CapturedApp> PipeWireAudioPlatform::runningApps() const
+{
+    return ::runningApps(playbackStreams(connection_.streamGraph().objects(), ::getpid()));
+}
+
+AudioPlatform::StartResult PipeWireAudioPlatform::startProcessTap(const AudioProcessInfo &process, bool deterministic)
+{
+    StartResult result;
+    if (!connection_.isReady()) {
+        result.error = notConnectedReason();
+        return result;
+    }
+    // The mixdown takes the channels of the process's first stream as they are.
+    const GraphObjects &graph = connection_.streamGraph().objects();
+    std::vector<std::string> positions;
+    for (const PlaybackStream &stream : playbackStreams(graph, ::getpid())) {
+        if (stream.processId != static_cast<std::int64_t>(process.objectID)) continue;
+        positions = outputPositions(graph, stream.nodeId);
+        if (!positions.empty()) break;
+    }
+    auto backend = std::make_unique<ProcessTapCaptureImpl>(connection_, process, deterministic, std::move(positions));
+    result.error = backend->start();
+    if (result.error.isEmpty()) result.backend = std::move(backend);
+    return result;
+}
+
+AudioPlatform::StartResult PipeWireAudioPlatform::startAppAudio(const QSet<QString> &bundleIDs)
+{
+    StartResult result;
+    if (!connection_.isReady()) {
+        result.error = notConnectedReason();
+        return result;
+    }
+    auto backend = std::make_unique<AppAudioCaptureImpl>(connection_, bundleIDs);
     result.error = backend->start();
     if (result.error.isEmpty()) result.backend = std::move(backend);
     return result;

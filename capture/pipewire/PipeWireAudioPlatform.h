@@ -31,10 +31,16 @@ public:
     int defaultOutputChannelCount() const override;
     StartResult startDefaultInput() override;
     StartResult startDevice(std::uint32_t id) override;
+    std::vector<AudioProcessInfo> audioProcesses() const override;
+    std::vector<CapturedApp> runningApps() const override;
+    StartResult startProcessTap(const AudioProcessInfo &process, bool deterministic) override;
+    StartResult startAppAudio(const QSet<QString> &bundleIDs) override;
 
     PipeWireConnection &connection() { return connection_; }
 
 private:
+    QString notConnectedReason() const;
+
     PipeWireConnection connection_;
     SleepWakeWatcher wakeWatcher_;
 };

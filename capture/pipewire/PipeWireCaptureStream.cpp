@@ -3,7 +3,9 @@
 #include "capture/pipewire/PipeWireConnection.h"
 
 #include <pipewire/pipewire.h>
+#include <spa/debug/types.h>
 #include <spa/param/audio/format-utils.h>
+#include <spa/param/audio/raw-types.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -33,6 +35,13 @@ struct PipeWireCaptureStream::Listener {
     static void onStateChanged(void *data, pw_stream_state old, pw_stream_state state, const char *error)
     {
         auto *self = static_cast<PipeWireCaptureStream *>(data);
+        if (state == PW_STREAM_STATE_PAUSED || state == PW_STREAM_STATE_STREAMING) {
+            const std::uint32_t nodeId = pw_stream_get_node_id(self->stream_);
+            const std::uint64_t serial = self->loopSerial_.load();
+            QMetaObject::invokeMethod(
+                self, [self, serial, nodeId] { self->handleNodeId(serial, nodeId); }, Qt::QueuedConnection);
+            return;
+        }
         QString reason;
         if (state == PW_STREAM_STATE_ERROR) {
             reason = QStringLiteral("The capture stream failed: %1").arg(QString::fromUtf8(error ? error : "unknown error"));
@@ -62,6 +71,7 @@ struct PipeWireCaptureStream::Listener {
             if (spa_format_audio_raw_parse(param, &info) < 0) return;
             format.sampleRate = info.rate;
             format.channels = static_cast<int>(info.channels);
+            self->channels_.store(format.channels, std::memory_order_release);
             self->sink_.streamFormatChanged(format.sampleRate, format.channels);
 
             // Blocks of about latencyFrames at whatever rate was negotiated.
@@ -85,7 +95,17 @@ struct PipeWireCaptureStream::Listener {
         pw_buffer *buffer = pw_stream_dequeue_buffer(self->stream_);
         if (!buffer) return;
         const spa_buffer *spaBuffer = buffer->buffer;
-        if (self->delivering_.load(std::memory_order_acquire) && spaBuffer->n_datas >= 1) {
+        if (self->delivering_.load(std::memory_order_acquire) && spaBuffer->n_datas >= 1 &&
+            self->options_.interleaved) {
+            std::size_t samples = 0;
+            const float *interleaved = planeSamples(spaBuffer, 0, samples);
+            const int channels = self->channels_.load(std::memory_order_acquire);
+            if (interleaved && channels > 0 && samples >= static_cast<std::size_t>(channels)) {
+                self->sink_.processInterleavedBlock(interleaved, samples / static_cast<std::size_t>(channels),
+                                                    channels);
+                self->deliveredBlocks_.fetch_add(1, std::memory_order_relaxed);
+            }
+        } else if (self->delivering_.load(std::memory_order_acquire) && spaBuffer->n_datas >= 1) {
             std::size_t frames = 0;
             const float *left = planeSamples(spaBuffer, 0, frames);
             const float *right = nullptr;
@@ -135,13 +155,14 @@ QString PipeWireCaptureStream::connectStream()
 
     pw_properties *props =
         pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_MEDIA_ROLE,
-                          "Production", PW_KEY_NODE_NAME, "kelvrameters", PW_KEY_NODE_DESCRIPTION, "KelvraMeters",
-                          nullptr);
+                          "Production", PW_KEY_NODE_NAME, options_.nodeName.c_str(), PW_KEY_NODE_DESCRIPTION,
+                          "KelvraMeters", nullptr);
     pw_properties_setf(props, PW_KEY_NODE_LATENCY, "%u/48000", options_.latencyFrames);
     if (!options_.targetNodeName.empty()) pw_properties_set(props, PW_KEY_TARGET_OBJECT, options_.targetNodeName.c_str());
     if (options_.captureSink) pw_properties_set(props, PW_KEY_STREAM_CAPTURE_SINK, "true");
     if (options_.passive) pw_properties_set(props, PW_KEY_NODE_PASSIVE, "true");
     if (options_.dontReconnect) pw_properties_set(props, PW_KEY_NODE_DONT_RECONNECT, "true");
+    if (!options_.autoconnect) pw_properties_set(props, PW_KEY_NODE_AUTOCONNECT, "false");
 
     stream_ = pw_stream_new(core, "KelvraMeters capture", props);
     if (!stream_) return QStringLiteral("Could not create capture stream: %1").arg(errorText(errno));
@@ -149,6 +170,8 @@ QString PipeWireCaptureStream::connectStream()
     ++serial_;
     loopSerial_.store(serial_);
     format_ = {};
+    nodeId_ = 0;
+    channels_.store(0);
     listener_ = std::make_unique<Listener>();
     pw_stream_add_listener(stream_, &listener_->hook, &events, this);
 
@@ -156,8 +179,16 @@ QString PipeWireCaptureStream::connectStream()
     spa_pod_builder builder{};
     spa_pod_builder_init(&builder, podBuffer, sizeof podBuffer);
     spa_audio_info_raw info{};
-    info.format = SPA_AUDIO_FORMAT_F32P;
-    if (options_.channels == 1) {
+    info.format = options_.interleaved ? SPA_AUDIO_FORMAT_F32 : SPA_AUDIO_FORMAT_F32P;
+    info.rate = options_.sampleRate;
+    if (!options_.positions.empty()) {
+        info.channels = static_cast<std::uint32_t>(std::min<std::size_t>(options_.positions.size(), SPA_AUDIO_MAX_CHANNELS));
+        for (std::uint32_t c = 0; c < info.channels; ++c) {
+            const std::uint32_t position =
+                spa_debug_type_find_type_short(spa_type_audio_channel, options_.positions[c].c_str());
+            info.position[c] = position == SPA_ID_INVALID ? static_cast<std::uint32_t>(SPA_AUDIO_CHANNEL_UNKNOWN) : position;
+        }
+    } else if (options_.channels == 1) {
         info.channels = 1;
         info.position[0] = SPA_AUDIO_CHANNEL_MONO;
     } else if (options_.channels == 2) {
@@ -167,8 +198,8 @@ QString PipeWireCaptureStream::connectStream()
     }
     const spa_pod *params[1] = {spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &info)};
 
-    auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
-                                              PW_STREAM_FLAG_RT_PROCESS);
+    auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_MAP_BUFFERS | PW_STREAM_FLAG_RT_PROCESS);
+    if (options_.autoconnect) flags = static_cast<pw_stream_flags>(flags | PW_STREAM_FLAG_AUTOCONNECT);
     if (options_.dontReconnect) flags = static_cast<pw_stream_flags>(flags | PW_STREAM_FLAG_DONT_RECONNECT);
 
     delivering_.store(true, std::memory_order_release);
@@ -194,6 +225,7 @@ void PipeWireCaptureStream::destroy()
     stream_ = nullptr;
     listener_.reset();
     format_ = {};
+    nodeId_ = 0;
 }
 
 void PipeWireCaptureStream::handleFormat(std::uint64_t serial, Format format)
@@ -207,4 +239,11 @@ void PipeWireCaptureStream::handleFailure(std::uint64_t serial, const QString &r
 {
     if (serial != serial_ || !stream_) return;
     emit failed(reason);
+}
+
+void PipeWireCaptureStream::handleNodeId(std::uint64_t serial, std::uint32_t nodeId)
+{
+    if (serial != serial_ || !stream_ || nodeId == SPA_ID_INVALID || nodeId == nodeId_) return;
+    nodeId_ = nodeId;
+    emit nodeIdChanged(nodeId);
 }

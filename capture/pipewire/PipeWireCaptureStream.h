@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 struct pw_stream;
 class PipeWireConnection;
@@ -30,12 +31,21 @@ public:
         virtual void streamFormatChanged(double sampleRate, int channels) noexcept = 0;
         // Real-time data thread: no allocation, no locks but short spin locks, no
         // logging, no Qt. right is nullptr for a one-channel stream; frameCount >= 1.
+        // Called for planar streams.
         virtual void processBlock(const float *left, const float *right, std::size_t frameCount) noexcept = 0;
+        // The same for interleaved streams: frameCount frames of `channels` samples.
+        virtual void processInterleavedBlock(const float *, std::size_t, int) noexcept {}
     };
 
     struct Options {
+        std::string nodeName = "kelvrameters"; // node.name of the stream's own node
         std::string targetNodeName;       // node.name to capture; empty = the default source
         int channels = 0;                 // 1 or 2 to ask for; 0 = whatever the source has
+        std::vector<std::string> positions; // channel positions ("FL", ...) to ask for; overrides channels
+        std::uint32_t sampleRate = 0;     // Hz to ask for; 0 = the graph's rate
+        bool interleaved = false;         // deliver interleaved blocks (processInterleavedBlock)
+        bool autoconnect = true;          // let the session manager link the stream; false: the
+                                          // owner links it (see nodeIdChanged)
         bool captureSink = false;         // the target is a sink: capture its monitor
         bool passive = false;             // never keep the target running on our own
         bool dontReconnect = false;       // end with failed() when the target goes away
@@ -60,6 +70,8 @@ public:
     bool isConnected() const { return stream_ != nullptr; }
     // Main thread: the format most recently negotiated.
     Format format() const { return format_; }
+    // Main thread: the registry id of the stream's node once the server made it, else 0.
+    std::uint32_t nodeId() const { return nodeId_; }
     // Blocks delivered to the sink so far (any thread).
     std::uint64_t deliveredBlocks() const { return deliveredBlocks_.load(std::memory_order_relaxed); }
 
@@ -68,6 +80,8 @@ signals:
     void formatChanged(double sampleRate, int channels);
     // The stream stopped working: an error, or its target went away.
     void failed(const QString &reason);
+    // The server made the stream's node (nodeId() tells which).
+    void nodeIdChanged(std::uint32_t nodeId);
 
 private:
     struct Listener; // the stream's event hook and the PipeWire callbacks
@@ -75,6 +89,7 @@ private:
 
     void handleFormat(std::uint64_t serial, Format format);
     void handleFailure(std::uint64_t serial, const QString &reason);
+    void handleNodeId(std::uint64_t serial, std::uint32_t nodeId);
 
     PipeWireConnection &connection_;
     const Options options_;
@@ -85,5 +100,7 @@ private:
     std::atomic<std::uint64_t> loopSerial_{0};       // serial_ as seen by the loop thread
     std::atomic<bool> delivering_{false};            // process() hands blocks to the sink
     std::atomic<std::uint64_t> deliveredBlocks_{0};  // blocks handed to the sink
+    std::atomic<int> channels_{0};                   // negotiated channels, for interleaved blocks
     Format format_;                                  // main thread copy
+    std::uint32_t nodeId_ = 0;                       // main thread copy; 0 = not made yet
 };

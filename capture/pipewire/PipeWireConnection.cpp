@@ -2,6 +2,7 @@
 
 #include "capture/pipewire/PipeWireMetadataManager.h"
 #include "capture/pipewire/PipeWireNodeManager.h"
+#include "capture/pipewire/PipeWireStreamGraph.h"
 
 #include <pipewire/extensions/metadata.h>
 #include <pipewire/pipewire.h>
@@ -128,6 +129,7 @@ void PipeWireConnection::LoopSide::onGlobal(void *data, std::uint32_t id, std::u
     } else if (std::strcmp(type, PW_TYPE_INTERFACE_Metadata) == 0) {
         side->owner.metadata_->addGlobalOnLoop(side->registry, id, version, props, side->generation);
     }
+    side->owner.streamGraph_->addGlobalOnLoop(side->registry, id, type, version, props, side->generation);
 }
 
 void PipeWireConnection::LoopSide::onGlobalRemove(void *data, std::uint32_t id)
@@ -135,11 +137,13 @@ void PipeWireConnection::LoopSide::onGlobalRemove(void *data, std::uint32_t id)
     auto *side = static_cast<LoopSide *>(data);
     side->owner.nodes_->removeGlobalOnLoop(id, side->generation);
     side->owner.metadata_->removeGlobalOnLoop(id);
+    side->owner.streamGraph_->removeGlobalOnLoop(id, side->generation);
 }
 
 PipeWireConnection::PipeWireConnection(QObject *parent)
     : QObject(parent), loop_(std::make_unique<LoopSide>(*this)),
-      nodes_(new PipeWireNodeManager), metadata_(new PipeWireMetadataManager)
+      nodes_(new PipeWireNodeManager), metadata_(new PipeWireMetadataManager),
+      streamGraph_(new PipeWireStreamGraph)
 {
     static std::once_flag initialised;
     std::call_once(initialised, [] { pw_init(nullptr, nullptr); });
@@ -216,6 +220,7 @@ void PipeWireConnection::attemptConnect()
             ++side.generation;
             nodes_->setGeneration(side.generation);
             metadata_->setGeneration(side.generation);
+            streamGraph_->setGeneration(side.generation);
             pw_core_add_listener(core, &side.coreListener, &coreEvents, &side);
             side.registry = pw_core_get_registry(core, PW_VERSION_REGISTRY, 0);
             pw_registry_add_listener(side.registry, &side.registryListener, &registryEvents, &side);
@@ -269,6 +274,7 @@ void PipeWireConnection::dropCore(const QString &reason)
         LoopSide &side = *loop_;
         nodes_->detachOnLoop();
         metadata_->detachOnLoop();
+        streamGraph_->detachOnLoop();
         spa_hook_remove(&side.registryListener);
         pw_proxy_destroy(reinterpret_cast<pw_proxy *>(side.registry));
         side.registry = nullptr;
@@ -282,9 +288,11 @@ void PipeWireConnection::dropCore(const QString &reason)
         ++side.generation;
         nodes_->setGeneration(side.generation);
         metadata_->setGeneration(side.generation);
+        streamGraph_->setGeneration(side.generation);
     }
     nodes_->clear();
     metadata_->clear();
+    streamGraph_->clear();
     reconnectTimer_.start();
 }
 

@@ -13,6 +13,7 @@ struct pw_core;
 
 class PipeWireNodeManager;
 class PipeWireMetadataManager;
+class PipeWireStreamGraph;
 
 // Holds the lock of a pw_thread_loop for its lifetime. The lock is recursive, and
 // every call into PipeWire from the Qt main thread must hold it.
@@ -67,6 +68,9 @@ public:
     const PipeWireNodeManager &nodes() const { return *nodes_; }
     PipeWireMetadataManager &metadata() { return *metadata_; }
     const PipeWireMetadataManager &metadata() const { return *metadata_; }
+    // Playback streams, clients and ports: what application capture follows.
+    PipeWireStreamGraph &streamGraph() { return *streamGraph_; }
+    const PipeWireStreamGraph &streamGraph() const { return *streamGraph_; }
 
     // Asks the server, through a round trip answered on the PipeWire thread, whether
     // the node with this registry id still exists. An answer later than `timeout`
@@ -100,6 +104,7 @@ private:
     std::unique_ptr<LoopSide> loop_;            // PipeWire objects and loop-thread state
     std::unique_ptr<PipeWireNodeManager> nodes_;          // audio nodes (main-thread view)
     std::unique_ptr<PipeWireMetadataManager> metadata_;   // the "default" metadata
+    std::unique_ptr<PipeWireStreamGraph> streamGraph_;    // playback streams, clients, ports
     QTimer reconnectTimer_;                     // single shot, reconnectInterval
     State state_ = State::disconnected;         // see State
     QString failureReason_;                     // why not connected; empty while connected

@@ -52,6 +52,12 @@ double CaptureBlockProcessor::sampleRate() const { return sampleRate_.load(std::
 
 std::uint64_t CaptureBlockProcessor::blockCount() const { return blockCount_.load(std::memory_order_relaxed); }
 
+void CaptureBlockProcessor::resetLevels()
+{
+    std::lock_guard guard(levelsLock_);
+    levels_ = AudioLevels{};
+}
+
 AudioLevels CaptureBlockProcessor::readLevels()
 {
     std::lock_guard guard(levelsLock_);

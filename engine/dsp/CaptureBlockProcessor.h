@@ -68,6 +68,9 @@ public:
     double sampleRate() const;
     // Blocks delivered so far, processed or not.
     std::uint64_t blockCount() const;
+    // The source stopped delivering (a stalled or stopped player): the levels read as
+    // silence until the next block.
+    void resetLevels();
 
     // AudioCaptureBackend
     AudioLevels readLevels() override;

@@ -1,0 +1,88 @@
+#include "capture/LinkedCaptureBackend.h"
+
+#include "capture/pipewire/PipeWireConnection.h"
+#include "capture/pipewire/PipeWireStreamGraph.h"
+#include "engine/dsp/CaptureBlockProcessor.h"
+
+#include <unistd.h>
+
+#include <set>
+
+LinkedCaptureBackend::LinkedCaptureBackend(PipeWireConnection &connection, PipeWireCaptureStream::Options options,
+                                           PipeWireCaptureStream::BlockSink &sink, LinkRouting routing,
+                                           double assumedSampleRate)
+    : connection_(connection), routing_(routing), assumedSampleRate_(assumedSampleRate),
+      stream_(connection, std::move(options), sink), links_(connection)
+{
+    connect(&stream_, &PipeWireCaptureStream::nodeIdChanged, this, &LinkedCaptureBackend::relink);
+    connect(&connection_.streamGraph(), &PipeWireStreamGraph::changed, this, &LinkedCaptureBackend::relink);
+    connect(&stream_, &PipeWireCaptureStream::formatChanged, this, &LinkedCaptureBackend::handleFormatChanged);
+    connect(&stream_, &PipeWireCaptureStream::failed, this, &CaptureBackend::failed);
+    stallTimer_.setInterval(stallTimeout);
+    connect(&stallTimer_, &QTimer::timeout, this, &LinkedCaptureBackend::checkForStall);
+}
+
+LinkedCaptureBackend::~LinkedCaptureBackend()
+{
+    links_.clear();
+    stream_.destroy();
+}
+
+QString LinkedCaptureBackend::start()
+{
+    stopped_ = false;
+    setDelivering(true);
+    QString error = stream_.connectStream();
+    if (!error.isEmpty()) {
+        setDelivering(false);
+        return QStringLiteral("Could not start capture stream: %1").arg(error);
+    }
+    stallTimer_.start();
+    return {};
+}
+
+void LinkedCaptureBackend::stop()
+{
+    stopped_ = true;
+    stallTimer_.stop();
+    setDelivering(false);
+    links_.clear();
+    stream_.destroy();
+}
+
+double LinkedCaptureBackend::sampleRate() const
+{
+    const double negotiated = stream_.format().sampleRate;
+    return negotiated > 0.0 ? negotiated : assumedSampleRate_;
+}
+
+void LinkedCaptureBackend::relink()
+{
+    if (stopped_ || stream_.nodeId() == 0) return;
+    const GraphObjects &graph = connection_.streamGraph().objects();
+    std::vector<std::uint32_t> sources;
+    for (const PlaybackStream &stream : playbackStreams(graph, ::getpid())) {
+        if (wantsStream(stream)) sources.push_back(stream.nodeId);
+    }
+    const std::vector<PortLink> wanted = planLinks(graph, sources, stream_.nodeId(), routing_);
+    links_.apply(wanted);
+
+    std::set<std::uint32_t> linkedSources;
+    for (const PortLink &link : wanted) linkedSources.insert(link.outputNode);
+    const int count = static_cast<int>(linkedSources.size());
+    if (count == linkedStreams_) return;
+    linkedStreams_ = count;
+    emit linkedStreamsChanged(count);
+}
+
+void LinkedCaptureBackend::handleFormatChanged(double, int channels)
+{
+    if (channels > 0) emit configurationChanged();
+}
+
+void LinkedCaptureBackend::checkForStall()
+{
+    const std::uint64_t blocks = blockProcessor().blockCount();
+    if (blocks == lastBlockCount_) blockProcessor().resetLevels();
+    lastBlockCount_ = blocks;
+}
