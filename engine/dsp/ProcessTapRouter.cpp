@@ -150,12 +150,19 @@ ProcessTapRouter::Pair ProcessTapRouter::choosePair(std::span<const TapBuffer> b
     }
     pair.left = pair.right = buffer.data;
     pair.frames = std::min(samples, deinterleaveCapacity);
-    if (index + 1 < buffers.size()) {
+    // Consecutive mono buffers are the channels of one layout, left and right in turn:
+    // the chosen one may be the right of the one before it as well as the left of the next.
+    auto isMono = [](const TapBuffer &b) { return b.channels == 1 && b.data && b.byteSize >= sizeof(float); };
+    std::size_t runStart = index;
+    while (runStart > 0 && isMono(buffers[runStart - 1])) --runStart;
+    if ((index - runStart) % 2 == 1) {
+        const TapBuffer &previous = buffers[index - 1];
+        pair.left = previous.data;
+        pair.frames = std::min(pair.frames, previous.byteSize / sizeof(float));
+    } else if (index + 1 < buffers.size() && isMono(buffers[index + 1])) {
         const TapBuffer &next = buffers[index + 1];
-        if (next.channels == 1 && next.data && next.byteSize >= sizeof(float)) {
-            pair.right = next.data;
-            pair.frames = std::min(pair.frames, next.byteSize / sizeof(float));
-        }
+        pair.right = next.data;
+        pair.frames = std::min(pair.frames, next.byteSize / sizeof(float));
     }
     return pair;
 }
