@@ -15,6 +15,8 @@
 
 #include "engine/dsp/CaptureBlockProcessor.h"
 #include "engine/dsp/LoudnessMeter.h"
+#include "engine/dsp/ProcessTapRouter.h"
+#include "engine/dsp/StereoDownmix.h"
 
 #include <ebur128.h>
 
@@ -23,10 +25,12 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <new>
 #include <numbers>
+#include <string>
 #include <vector>
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -216,6 +220,96 @@ TEST(RealtimeAllocation, BlockPathAllocatesNothingAfterWarmUp)
                 EXPECT_EQ(counted, 0) << blockFrames << " frames per block, work " << static_cast<int>(work)
                                       << ", store " << static_cast<int>(store);
             }
+        }
+    }
+}
+
+// The process tap's cycle as its back-end hands it on: the stream's own pair straight
+// to the router, or a mixdown of more channels folded to stereo first, in pieces of at
+// most what the router takes.
+void tapCycle(ProcessTapRouter &router, const StereoDownmix *downmix, std::vector<float> &stereo,
+              const float *samples, std::size_t frames, std::size_t channels)
+{
+    if (downmix == nullptr) {
+        const std::array<TapBuffer, 1> buffers = {TapBuffer{
+            samples, static_cast<std::uint32_t>(channels), static_cast<std::uint32_t>(frames * channels * sizeof(float))}};
+        router.processAudioCallback(buffers);
+        return;
+    }
+    for (std::size_t offset = 0; offset < frames;) {
+        const std::size_t piece = std::min(frames - offset, ProcessTapRouter::deinterleaveCapacity);
+        downmix->process(samples + offset * channels, piece, stereo.data());
+        const std::array<TapBuffer, 1> buffers = {
+            TapBuffer{stereo.data(), 2, static_cast<std::uint32_t>(piece * 2 * sizeof(float))}};
+        router.processAudioCallback(buffers);
+        offset += piece;
+    }
+}
+
+// The process tap's block path: the router (buffer choice, de-interleaving, mixdown gain,
+// diagnostics) into the processor as the tap configures it, with StereoDownmix in front
+// of a six-channel mixdown. The application-audio back-end needs no case of its own: it
+// hands its planar blocks straight to CaptureBlockProcessor::processPlanar, which the
+// router ends in here, and whose per-block work is that of the block path above.
+TEST(RealtimeAllocation, ProcessTapPathAllocatesNothingAfterWarmUp)
+{
+    const std::vector<float> stereo = programme(48000 * 4);
+    std::vector<float> sixChannels(stereo.size() * 3);
+    for (std::size_t i = 0; i < stereo.size() / 2; ++i) {
+        const float l = stereo[2 * i];
+        const float r = stereo[2 * i + 1];
+        const float frame[6] = {l, r, 0.5f * (l + r), 0.1f * l, 0.5f * l, 0.5f * r};
+        std::copy(std::begin(frame), std::end(frame), sixChannels.begin() + static_cast<std::ptrdiff_t>(6 * i));
+    }
+    const std::vector<std::string> positions = {"FL", "FR", "FC", "LFE", "SL", "SR"};
+    const StereoDownmix downmix(positions);
+    std::vector<float> folded(2 * ProcessTapRouter::deinterleaveCapacity);
+
+    for (const std::size_t blockFrames : {1u, 3u, 1023u, 1024u, 1025u, 6000u}) {
+        for (const bool mixdown : {false, true}) {
+            CaptureBlockProcessor::Config config;
+            config.maxBlockFrames = ProcessTapRouter::deinterleaveCapacity;
+            config.lissajousStore = LissajousStore::Kind::latestBlock;
+            config.spectrumWork = CaptureBlockProcessor::SpectrumWork::samplesOnly;
+            config.levelRounding = CaptureBlockProcessor::LevelRounding::tenthDb;
+            CaptureBlockProcessor processor(config);
+            processor.setLoudnessMeter(std::make_shared<LoudnessMeter>(2, 48000));
+            ProcessTapRouter router(processor);
+            router.setDeterministic(!mixdown);
+            router.setMixdownGain(3.0f);
+            router.setEnabled(true);
+
+            const std::vector<float> &samples = mixdown ? sixChannels : stereo;
+            const std::size_t channels = mixdown ? 6 : 2;
+            const std::size_t frames = samples.size() / channels;
+            std::size_t position = 0;
+            auto run = [&](std::size_t cycleFrames, int cycles) {
+                allocations = 0;
+                for (int c = 0; c < cycles; ++c) {
+                    if (position + cycleFrames > frames) position = 0;
+                    counting = true;
+                    tapCycle(router, mixdown ? &downmix : nullptr, folded, samples.data() + position * channels,
+                             cycleFrames, channels);
+                    counting = false;
+                    position += cycleFrames;
+                }
+                return allocations;
+            };
+
+            run(4096, 2);
+            run(blockFrames, 8);
+            const int cycles = static_cast<int>(std::clamp<std::size_t>(3 * 48000 / blockFrames, 20, 400));
+            long counted = 0;
+            std::vector<float> window(4096);
+            for (int round = 0; round < 4; ++round) {
+                counted += run(blockFrames, cycles / 4);
+                processor.readLevels();
+                processor.readFFTSamples(window.data(), window.size());
+                processor.readLissajousSamples();
+                router.readDiagnostics();
+            }
+            EXPECT_EQ(counted, 0) << blockFrames << " frames per cycle, " << (mixdown ? "mixdown" : "deterministic");
+            EXPECT_GT(processor.blockCount(), 0u);
         }
     }
 }
