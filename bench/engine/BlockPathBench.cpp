@@ -1,15 +1,20 @@
 // One 1024-frame stereo block through everything the audio thread does, against
-// libebur128 doing its share of that work on its own.
+// libebur128 doing its share of that work on its own; and the same block through the
+// process tap's path against the default input's.
 
 #include "engine/dsp/CaptureBlockProcessor.h"
 #include "engine/dsp/LoudnessMeter.h"
+#include "engine/dsp/ProcessTapRouter.h"
+#include "engine/dsp/StereoDownmix.h"
 
 #include <benchmark/benchmark.h>
 #include <ebur128.h>
 
+#include <array>
 #include <cmath>
 #include <memory>
 #include <numbers>
+#include <string>
 #include <vector>
 
 namespace {
@@ -104,5 +109,117 @@ void BM_Libebur128AddFramesOnly(benchmark::State &state)
     state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(BM_Libebur128AddFramesOnly);
+
+// --- process tap against default input ---
+
+// The same blocks as the default input delivers them: planar, block after block.
+struct PlanarSignal {
+    std::vector<float> left;
+    std::vector<float> right;
+};
+const PlanarSignal &planarSignal()
+{
+    static const PlanarSignal planar = [] {
+        PlanarSignal p;
+        for (std::size_t i = 0; i < signal().size() / 2; ++i) {
+            p.left.push_back(signal()[2 * i]);
+            p.right.push_back(signal()[2 * i + 1]);
+        }
+        return p;
+    }();
+    return planar;
+}
+
+// Six channels (FL FR FC LFE SL SR) made from the stereo programme.
+const std::vector<std::string> fiveOne = {"FL", "FR", "FC", "LFE", "SL", "SR"};
+const std::vector<float> &sixChannelSignal()
+{
+    static const std::vector<float> samples = [] {
+        std::vector<float> s;
+        s.reserve(signal().size() * 3);
+        for (std::size_t i = 0; i < signal().size() / 2; ++i) {
+            const float l = signal()[2 * i];
+            const float r = signal()[2 * i + 1];
+            s.insert(s.end(), {l, r, 0.5f * (l + r), 0.1f * l, 0.5f * l, 0.5f * r});
+        }
+        return s;
+    }();
+    return samples;
+}
+const float *sixChannelBlock(std::size_t index)
+{
+    return sixChannelSignal().data() + (index % signalBlocks) * blockFrames * 6;
+}
+
+// The default input's processor fed planar blocks, configured as in BM_BlockPath or,
+// withBands, as the default input itself sets it up (bands on this thread, a trail).
+void runDefaultInput(benchmark::State &state, bool withBands, bool withLoudness)
+{
+    CaptureBlockProcessor::Config config;
+    if (withBands) {
+        config.spectrumWork = CaptureBlockProcessor::SpectrumWork::bandsOnAudioThread;
+        config.lissajousStore = LissajousStore::Kind::trail;
+    }
+    CaptureBlockProcessor processor(config);
+    if (withLoudness) processor.setLoudnessMeter(std::make_shared<LoudnessMeter>(2, 48000));
+    const PlanarSignal &planar = planarSignal();
+    std::size_t index = 0;
+    for (auto _ : state) {
+        const std::size_t offset = (index++ % signalBlocks) * blockFrames;
+        processor.processPlanar(planar.left.data() + offset, planar.right.data() + offset, blockFrames);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+// The process tap in mixdown mode at gain 3: the router (buffer choice, de-interleave,
+// gain, diagnostics) into the processor as the tap sets it up (levels rounded to
+// 0.1 dB, the latest block's scope points, spectrum samples for the tick); with six
+// channels, the fold to stereo in front, as the tap's back-end does it.
+void runTap(benchmark::State &state, bool sixChannels, bool withLoudness)
+{
+    CaptureBlockProcessor::Config config;
+    config.maxBlockFrames = ProcessTapRouter::deinterleaveCapacity;
+    config.lissajousStore = LissajousStore::Kind::latestBlock;
+    config.spectrumWork = CaptureBlockProcessor::SpectrumWork::samplesOnly;
+    config.levelRounding = CaptureBlockProcessor::LevelRounding::tenthDb;
+    CaptureBlockProcessor processor(config);
+    if (withLoudness) processor.setLoudnessMeter(std::make_shared<LoudnessMeter>(2, 48000));
+    ProcessTapRouter router(processor);
+    router.setDeterministic(false);
+    router.setMixdownGain(3.0f);
+    router.setEnabled(true);
+    const StereoDownmix downmix(fiveOne);
+    std::vector<float> folded(2 * blockFrames);
+    std::size_t index = 0;
+    for (auto _ : state) {
+        const float *samples = block(index);
+        if (sixChannels) {
+            downmix.process(sixChannelBlock(index), blockFrames, folded.data());
+            samples = folded.data();
+        }
+        ++index;
+        const std::array<TapBuffer, 1> buffers = {
+            TapBuffer{samples, 2, static_cast<std::uint32_t>(blockFrames * 2 * sizeof(float))}};
+        router.processAudioCallback(buffers);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void BM_DefaultInputPlanar(benchmark::State &state) { runDefaultInput(state, false, true); }
+BENCHMARK(BM_DefaultInputPlanar);
+void BM_DefaultInputPlanarWithBands(benchmark::State &state) { runDefaultInput(state, true, true); }
+BENCHMARK(BM_DefaultInputPlanarWithBands);
+void BM_TapBlockPath(benchmark::State &state) { runTap(state, false, true); }
+BENCHMARK(BM_TapBlockPath);
+void BM_TapBlockPathSixChannels(benchmark::State &state) { runTap(state, true, true); }
+BENCHMARK(BM_TapBlockPathSixChannels);
+
+// Our own share of either path: no loudness meter attached.
+void BM_DefaultInputPlanarWithoutLoudness(benchmark::State &state) { runDefaultInput(state, false, false); }
+BENCHMARK(BM_DefaultInputPlanarWithoutLoudness);
+void BM_TapBlockPathWithoutLoudness(benchmark::State &state) { runTap(state, false, false); }
+BENCHMARK(BM_TapBlockPathWithoutLoudness);
+void BM_TapBlockPathSixChannelsWithoutLoudness(benchmark::State &state) { runTap(state, true, false); }
+BENCHMARK(BM_TapBlockPathSixChannelsWithoutLoudness);
 
 } // namespace
