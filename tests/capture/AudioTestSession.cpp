@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDir>
 
+#include <cmath>
 #include <csignal>
 
 #include <sys/types.h>
@@ -68,14 +69,41 @@ void AudioTestSession::play(const QString &file, const QString &target)
                  QStringLiteral("play"), target, file});
 }
 
-void AudioTestSession::startClient(const QString &program, const QStringList &arguments)
+qint64 AudioTestSession::startClient(const QString &program, const QStringList &arguments)
 {
     auto client = std::make_unique<QProcess>();
     // A process group of its own, so that stopping it takes its children along.
     client->setChildProcessModifier([] { ::setpgid(0, 0); });
     client->start(program, arguments);
     client->waitForStarted();
+    const qint64 pid = client->processId();
     clients_.push_back(std::move(client));
+    return pid;
+}
+
+qint64 AudioTestSession::playAs(const QString &file, const QString &streamProperties)
+{
+    return startClient(QStringLiteral("pw-play"),
+                       {QStringLiteral("-P"), QStringLiteral("{ %1 }").arg(streamProperties), file});
+}
+
+void AudioTestSession::stopClient(qint64 pid)
+{
+    for (auto it = clients_.begin(); it != clients_.end(); ++it) {
+        if ((*it)->processId() != pid) continue;
+        ::kill(-static_cast<pid_t>(pid), SIGKILL);
+        (*it)->waitForFinished(2000);
+        clients_.erase(it);
+        return;
+    }
+}
+
+QString AudioTestSession::toolOutput(const QString &program, const QStringList &arguments)
+{
+    QProcess tool;
+    tool.start(program, arguments);
+    tool.waitForFinished(scriptTimeoutMs);
+    return QString::fromLocal8Bit(tool.readAllStandardOutput());
 }
 
 void AudioTestSession::stopPlaying()
@@ -115,4 +143,22 @@ QString AudioTestSession::makeTone(double frequency, double peakDbfs, double sec
                                                               QStringLiteral("sine"), QString::number(frequency),
                                                               QStringLiteral("gain"), QString::number(peakDbfs)});
     return status == 0 ? path : QString();
+}
+
+QString AudioTestSession::makeChannelTones(const std::vector<double> &channelPeaksDbfs, double seconds,
+                                          const QString &name)
+{
+    const QString path = QDir(directory_).filePath(name);
+    QStringList arguments = QStringLiteral("-n -b 32 -e floating-point -r 48000 -c").split(QLatin1Char(' '));
+    arguments << QString::number(channelPeaksDbfs.size()) << path << QStringLiteral("synth")
+              << QString::number(seconds);
+    for (std::size_t c = 0; c < channelPeaksDbfs.size(); ++c) arguments << QStringLiteral("sine") << QStringLiteral("997");
+    // One gain per channel through "remix": channel n scaled to its peak, or silent.
+    arguments << QStringLiteral("remix");
+    for (std::size_t c = 0; c < channelPeaksDbfs.size(); ++c) {
+        const double peak = channelPeaksDbfs[c];
+        arguments << (peak < -200.0 ? QStringLiteral("0")
+                                    : QStringLiteral("%1v%2").arg(c + 1).arg(std::pow(10.0, peak / 20.0), 0, 'f', 6));
+    }
+    return QProcess::execute(QStringLiteral("sox"), arguments) == 0 ? path : QString();
 }

@@ -27,9 +27,16 @@ public:
     // Plays `file` into the sink `target` (looping it until the session ends or stop).
     void play(const QString &file, const QString &target = QStringLiteral("mic-feed"));
     // Runs a PipeWire client of the test's own (e.g. a pw-loopback) until stopPlaying()
-    // or the end of the session.
-    void startClient(const QString &program, const QStringList &arguments);
+    // or the end of the session; returns its process id (0 when it did not start).
+    qint64 startClient(const QString &program, const QStringList &arguments);
+    // Plays `file` once with pw-play as an application with these stream properties
+    // ("application.name=PlayerA ..."); returns pw-play's process id.
+    qint64 playAs(const QString &file, const QString &streamProperties);
+    // Ends one client started above (SIGKILL to its process group).
+    void stopClient(qint64 pid);
     void stopPlaying();
+    // What a command-line tool of the session prints (e.g. "pw-link", {"-l"}).
+    static QString toolOutput(const QString &program, const QStringList &arguments);
 
     // Adds sources described as `names` at the same moment (devices plugged in); returns
     // false on failure. The sink feeding the source named N is feedSinkFor(N).
@@ -43,6 +50,9 @@ public:
     // A stereo 32-bit float WAV of a sine with peak `peakDbfs`, `seconds` long, in this
     // session's directory (made with sox); empty on failure.
     QString makeTone(double frequency, double peakDbfs, double seconds, const QString &name);
+    // A 32-bit float WAV with one channel per entry of `channelPeaksDbfs` (first = FL):
+    // a 997 Hz sine at that peak, or silence for a value below -200.
+    QString makeChannelTones(const std::vector<double> &channelPeaksDbfs, double seconds, const QString &name);
 
 private:
     bool runScript(const QStringList &arguments, QString *output = nullptr);
