@@ -1,5 +1,7 @@
 #include "app/InputTab.h"
 
+#include "app/AppAudioPanel.h"
+#include "app/ProcessTapPanel.h"
 #include "app/SettingsControls.h"
 #include "capture/AudioEngineControl.h"
 #include "engine/AudioEngine.h"
@@ -7,6 +9,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFormLayout>
+#include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -17,9 +20,28 @@ InputTab::InputTab(AudioEngine &engine, AudioEngineControl *control, QWidget *pa
     : QWidget(parent), engine_(engine), control_(control)
 {
     auto *outer = new QVBoxLayout(this);
-    auto *form = new QFormLayout;
-    outer->addLayout(form);
+    outer->addWidget(settings_controls::note(QStringLiteral(
+        "The meters listen to one source at a time: an input device, one application, or the chosen "
+        "applications together.")));
 
+    auto *captureGroup = new QGroupBox(QStringLiteral("Capture"));
+    auto *captureForm = new QFormLayout(captureGroup);
+    startStop_ = new QPushButton;
+    startStop_->setObjectName(QStringLiteral("startStop"));
+    running_ = new QLabel;
+    auto *runRow = new QHBoxLayout;
+    runRow->addWidget(startStop_);
+    runRow->addWidget(running_);
+    runRow->addStretch(1);
+    captureForm->addRow(QStringLiteral("Capture:"), runRow);
+    status_ = settings_controls::note();
+    status_->setObjectName(QStringLiteral("inputStatus"));
+    status_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    captureForm->addRow(QStringLiteral("Status:"), status_);
+    outer->addWidget(captureGroup);
+
+    auto *deviceGroup = new QGroupBox(QStringLiteral("Input device"));
+    auto *form = new QFormLayout(deviceGroup);
     source_ = new QComboBox;
     source_->setObjectName(QStringLiteral("inputSource"));
     source_->setMinimumContentsLength(28);
@@ -28,24 +50,13 @@ InputTab::InputTab(AudioEngine &engine, AudioEngineControl *control, QWidget *pa
     form->addRow(QString(), settings_controls::note(QStringLiteral(
                                 "\"System Default\" follows the desktop's default input. Choose \"Monitor of\" an "
                                 "output to meter what plays there.")));
-
     testSignal_ = new QCheckBox(QStringLiteral("Replace the input by the test signal"));
     testSignal_->setObjectName(QStringLiteral("testSignal"));
     form->addRow(testSignal_);
+    outer->addWidget(deviceGroup);
 
-    startStop_ = new QPushButton;
-    startStop_->setObjectName(QStringLiteral("startStop"));
-    running_ = new QLabel;
-    auto *runRow = new QHBoxLayout;
-    runRow->addWidget(startStop_);
-    runRow->addWidget(running_);
-    runRow->addStretch(1);
-    form->addRow(QStringLiteral("Capture:"), runRow);
-
-    status_ = settings_controls::note();
-    status_->setObjectName(QStringLiteral("inputStatus"));
-    status_->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    form->addRow(QStringLiteral("Status:"), status_);
+    outer->addWidget(new ProcessTapPanel(engine_.settings(), control_));
+    outer->addWidget(new AppAudioPanel(control_));
     outer->addStretch(1);
 
     testSignal_->setChecked(engine_.testSignalEnabled());

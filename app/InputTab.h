@@ -9,9 +9,11 @@ class QComboBox;
 class QLabel;
 class QPushButton;
 
-// The audio source: the input picker, the test signal, start and stop, and the one
-// status line of the capture layer. Without a capture control (no audio system in
-// this run) the page says so and offers nothing.
+// What the meters listen to: start and stop with the one status line of the capture
+// layer, then the three kinds of source, one group each: an input device (with the
+// test signal), one application's playback (process tap) and the sum of chosen
+// applications. Without a capture control (no audio system in this run) the page says
+// so and offers nothing but the test signal.
 class InputTab final : public QWidget {
     Q_OBJECT
 

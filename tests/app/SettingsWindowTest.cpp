@@ -1,15 +1,12 @@
 #include "app/LevelMeterTab.h"
 #include "app/RangeEditor.h"
 #include "app/SettingsWindow.h"
-#include "capture/AudioEngineControl.h"
 #include "engine/AudioEngine.h"
 #include "tests/app/WidgetTestSupport.h"
-#include "tests/capture/FakeAudioPlatform.h"
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
-#include <QLabel>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
@@ -182,46 +179,6 @@ TEST_F(RangeEditorTest, PresetsSetBothEndsAndSwitchTheCustomRangeOn)
     EXPECT_DOUBLE_EQ(env.settings.meterRangeMin(), preset.minDb);
     EXPECT_DOUBLE_EQ(env.settings.meterRangeMax(), preset.maxDb);
     EXPECT_EQ(editor->minDb(), preset.minDb);
-}
-
-TEST(InputTabTest, OffersTheDevicesAndDrivesTheCapture)
-{
-    TestSettings env;
-    AudioEngine engine(env.settings, AudioEngine::TickSource::external);
-    FakeAudioPlatform platform;
-    platform.devices = {{7, QStringLiteral("USB Interface")}, {9, QStringLiteral("Monitor of Speakers")}};
-    platform.setAccess(AudioPlatform::Access::granted);
-    AudioEngineControl control(engine, platform, *env.store);
-    control.updateAvailableDevices();
-    SettingsWindow window(env.settings, engine, &control);
-
-    auto *source = window.findChild<QComboBox *>(QStringLiteral("inputSource"));
-    ASSERT_NE(source, nullptr);
-    QStringList items;
-    for (int i = 0; i < source->count(); ++i) items << source->itemText(i);
-    EXPECT_EQ(items, (QStringList{"None", "System Default", "USB Interface", "Monitor of Speakers"}));
-    EXPECT_EQ(source->currentText(), QStringLiteral("None"));
-
-    source->setCurrentIndex(3);
-    emit source->activated(3);
-    EXPECT_EQ(control.selectedInputDevice(), QStringLiteral("Monitor of Speakers"));
-    EXPECT_EQ(env.store->readString(QStringLiteral("selectedInputDevice")), QStringLiteral("Monitor of Speakers"));
-
-    auto *startStop = window.findChild<QPushButton *>(QStringLiteral("startStop"));
-    // Choosing a source restarts capture on it a moment later.
-    QTRY_VERIFY(control.isRunning());
-    EXPECT_EQ(platform.deviceStarts, (std::vector<std::uint32_t>{9}));
-    EXPECT_EQ(startStop->text(), QStringLiteral("Stop"));
-    startStop->click();
-    EXPECT_FALSE(control.isRunning());
-    EXPECT_EQ(startStop->text(), QStringLiteral("Start"));
-
-    window.findChild<QCheckBox *>(QStringLiteral("testSignal"))->click();
-    EXPECT_TRUE(engine.testSignalEnabled());
-
-    engine.setErrorMessage(QStringLiteral("Failed to start audio engine: no server"));
-    EXPECT_EQ(window.findChild<QLabel *>(QStringLiteral("inputStatus"))->text(),
-              QStringLiteral("Failed to start audio engine: no server"));
 }
 
 } // namespace

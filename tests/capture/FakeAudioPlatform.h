@@ -73,6 +73,19 @@ public:
         return started(CaptureBackend::Kind::device, monoDevices.contains(id) ? 1 : 2, silenceWatchedDevices);
     }
 
+    std::vector<AudioProcessInfo> audioProcesses() const override { return processes; }
+    std::vector<CapturedApp> runningApps() const override { return apps; }
+    StartResult startProcessTap(const AudioProcessInfo &process, bool) override
+    {
+        tapStarts.push_back(process);
+        return started(CaptureBackend::Kind::processTap, 2, true);
+    }
+    StartResult startAppAudio(const QSet<QString> &bundleIDs) override
+    {
+        appAudioStarts.push_back(bundleIDs);
+        return started(CaptureBackend::Kind::appAudio, 2, true);
+    }
+
     void setAccess(Access access)
     {
         access_ = access;
@@ -104,9 +117,13 @@ public:
     bool silenceWatchedDevices = false;      // device back-ends ask for the silence watch
     bool defaultInputFails = false;
     double sampleRate = 44100.0;             // of every started back-end
+    std::vector<AudioProcessInfo> processes; // what plays audio, in the system's order
+    std::vector<CapturedApp> apps;           // applications playing now
 
     int defaultInputStarts = 0;
     std::vector<std::uint32_t> deviceStarts;
+    std::vector<AudioProcessInfo> tapStarts;   // every process tapped, in order
+    std::vector<QSet<QString>> appAudioStarts; // every set of applications captured
     QPointer<FakeBackend> current;           // the latest started back-end while it lives
 
 private:
