@@ -1,6 +1,7 @@
 // Renders the images of docs/images: both meter windows while audio plays, every tab
-// of the settings window and the gradient editor. Run it inside a session with audio
-// (see README, "Screenshots"); it captures the default input for a few seconds.
+// of the settings window (the Input tab tapping the first application that plays) and
+// the gradient editor. Run it inside a session with audio (see README, "Screenshots");
+// it captures the default input for a few seconds.
 //
 //   kelvra_app_screenshots OUTPUT_DIR [SECONDS]
 
@@ -17,10 +18,13 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QEventLoop>
 #include <QTabWidget>
 #include <QTimer>
 
+#include <chrono>
 #include <cstdio>
+#include <vector>
 
 namespace {
 
@@ -33,6 +37,31 @@ bool save(QWidget &widget, const QDir &dir, const QString &name)
 }
 
 QString slug(QString title) { return title.toLower().replace(QLatin1Char(' '), QLatin1Char('-')); }
+
+// Lets the event loop run for `duration`, so timers and the audio server get their turn.
+void settle(std::chrono::milliseconds duration)
+{
+    QEventLoop loop;
+    QTimer::singleShot(duration, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+// The Input page shows a running tap: of the first application that plays (the README's
+// recipe plays one), given a few seconds to be linked and for its read-out to fill in.
+void tapFirstPlayingApplication(KelvraApplication &shell)
+{
+    AudioEngineControl *control = shell.engineControl();
+    if (!control) return;
+    control->refreshAudioProcesses();
+    const std::vector<AudioProcessInfo> &processes = control->availableAudioProcesses();
+    if (processes.empty() || !processes.front().isAudioActive) {
+        std::fputs("no application plays audio: the Input page shows no tap\n", stderr);
+        return;
+    }
+    const AudioProcessInfo process = processes.front();
+    control->startProcessTapCapture(process);
+    settle(std::chrono::milliseconds(5000));
+}
 
 } // namespace
 
@@ -70,12 +99,15 @@ int main(int argc, char **argv)
 
         shell.openSettingsWindow();
         SettingsWindow *settingsWindow = shell.settingsWindow();
-        settingsWindow->setGeometry(560, 40, 560, 880); // tall enough for the longest page
         for (int i = 0; i < settingsWindow->tabs()->count(); ++i) {
+            const QString title = settingsWindow->tabs()->tabText(i);
+            const bool input = title == QStringLiteral("Input");
+            // Tall enough for the longest page; the Input page with its three sources is longer.
+            settingsWindow->setGeometry(560, 40, 560, input ? 950 : 880);
             settingsWindow->tabs()->setCurrentIndex(i);
             QCoreApplication::processEvents();
-            failures += !save(*settingsWindow, dir,
-                              QStringLiteral("settings-") + slug(settingsWindow->tabs()->tabText(i)));
+            if (input) tapFirstPlayingApplication(shell);
+            failures += !save(*settingsWindow, dir, QStringLiteral("settings-") + slug(title));
         }
         settingsWindow->tabs()->setCurrentIndex(0);
 
