@@ -7,7 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <QProcess>
 #include <QTemporaryDir>
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -46,6 +49,47 @@ TEST(HeadlessCommand, PrintsTheMetersOfTheNamedSourceAsJsonLines)
     EXPECT_EQ(unknown.exitCode, 1);
     EXPECT_TRUE(unknown.reports.empty());
     EXPECT_TRUE(unknown.err.contains(QStringLiteral("No Such Mic"))) << unknown.err.toStdString();
+}
+
+// One application's loudness for a script: app:NAME taps that player alone, apps:IDS
+// meters several; a tap killed outright leaves no link and no node behind.
+TEST(HeadlessCommand, MetersOneApplicationOrSeveralAndLeavesNothingBehindWhenKilled)
+{
+    testApplication();
+    AudioTestSession session;
+    ASSERT_TRUE(session.error().isEmpty()) << session.error().toStdString();
+    session.playAs(session.makeTone(997.0, -20.0, 60.0, QStringLiteral("a.wav")),
+                   QStringLiteral("application.name=PlayerA application.process.binary=playera"));
+    session.playAs(session.makeTone(997.0, -12.0, 60.0, QStringLiteral("b.wav")),
+                   QStringLiteral("application.name=PlayerB application.process.binary=playerb"));
+
+    const CommandRun tap = runHeadless({"--source", "app:PlayerB", "--seconds", "1.5"});
+    ASSERT_EQ(tap.exitCode, 0) << tap.err.toStdString();
+    ASSERT_FALSE(tap.reports.empty());
+    EXPECT_NEAR(tap.reports.back().value("maxPeakLeft").toDouble(), -12.0, 0.1);
+
+    const CommandRun apps = runHeadless({"--source", "apps:playera", "--seconds", "1.5"});
+    ASSERT_EQ(apps.exitCode, 0) << apps.err.toStdString();
+    ASSERT_FALSE(apps.reports.empty());
+    EXPECT_NEAR(apps.reports.back().value("maxPeakLeft").toDouble(), -20.0, 0.1);
+
+    const CommandRun missing = runHeadless({"--source", "app:Nobody", "--seconds", "1"});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_TRUE(missing.err.contains(QStringLiteral("Nobody"))) << missing.err.toStdString();
+
+    QProcess killed;
+    killed.start(QStringLiteral(KELVRAMETERS_BINARY),
+                 {QStringLiteral("--headless"), QStringLiteral("--source"), QStringLiteral("app:playera")});
+    const auto graph = [] {
+        return AudioTestSession::toolOutput(QStringLiteral("pw-link"), {QStringLiteral("-l")}) +
+               AudioTestSession::toolOutput(QStringLiteral("pw-cli"), {QStringLiteral("ls"), QStringLiteral("Node")});
+    };
+    ASSERT_TRUE(waitUntil([&] { return graph().contains(QStringLiteral("KelvraMeters-Tap:input_FL")); }, 8s))
+        << graph().toStdString();
+    killed.kill(); // SIGKILL: no clean-up of our own runs
+    killed.waitForFinished(3000);
+    EXPECT_TRUE(waitUntil([&] { return !graph().contains(QStringLiteral("KelvraMeters-Tap")); }, 3s))
+        << graph().toStdString();
 }
 
 // No server: exit code 1 with the reason. Wrong arguments: a usage error, code 2.
