@@ -136,6 +136,9 @@ bool startTap(AudioEngineControl &control, const QString &name)
                         .arg(name, names.isEmpty() ? QStringLiteral("none") : names.join(QStringLiteral(", "))));
         return false;
     }
+    // A stream that just appeared announces its ports a moment later; the mixdown takes
+    // the channels they have.
+    waitFor([] { return false; }, std::chrono::milliseconds(300));
     control.startProcessTapCapture(*found);
     return control.isProcessTapRunning();
 }

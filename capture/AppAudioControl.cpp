@@ -58,14 +58,16 @@ void AudioEngineControl::enableAppAudioMode()
         return;
     }
 
-    // Application audio replaces the input and any tap as the source.
+    // Application audio replaces the input and any tap as the source. Its node is made
+    // before the previous one goes, so it does not take over registry ids freed a moment
+    // ago (see LinkedCaptureBackend::relinkDelay).
+    AudioPlatform::StartResult result = platform_.startAppAudio(selectedApps_);
     stopAppAudioBackend();
     if (isProcessTapRunning()) {
         stopProcessTapCapture();
     } else {
         stopEngine();
     }
-    AudioPlatform::StartResult result = platform_.startAppAudio(selectedApps_);
     if (!result.backend) {
         setErrorMessage(failed + result.error);
         return;

@@ -14,8 +14,11 @@ LinkedCaptureBackend::LinkedCaptureBackend(PipeWireConnection &connection, PipeW
     : connection_(connection), routing_(routing), assumedSampleRate_(assumedSampleRate),
       stream_(connection, std::move(options), sink), links_(connection)
 {
-    connect(&stream_, &PipeWireCaptureStream::nodeIdChanged, this, &LinkedCaptureBackend::relink);
-    connect(&connection_.streamGraph(), &PipeWireStreamGraph::changed, this, &LinkedCaptureBackend::relink);
+    relinkTimer_.setSingleShot(true);
+    relinkTimer_.setInterval(relinkDelay);
+    connect(&relinkTimer_, &QTimer::timeout, this, &LinkedCaptureBackend::relink);
+    connect(&stream_, &PipeWireCaptureStream::nodeIdChanged, this, &LinkedCaptureBackend::scheduleRelink);
+    connect(&connection_.streamGraph(), &PipeWireStreamGraph::changed, this, &LinkedCaptureBackend::scheduleRelink);
     connect(&stream_, &PipeWireCaptureStream::formatChanged, this, &LinkedCaptureBackend::handleFormatChanged);
     connect(&stream_, &PipeWireCaptureStream::failed, this, &CaptureBackend::failed);
     stallTimer_.setInterval(stallTimeout);
@@ -45,6 +48,7 @@ void LinkedCaptureBackend::stop()
 {
     stopped_ = true;
     stallTimer_.stop();
+    relinkTimer_.stop();
     setDelivering(false);
     links_.clear();
     stream_.destroy();
@@ -54,6 +58,17 @@ double LinkedCaptureBackend::sampleRate() const
 {
     const double negotiated = stream_.format().sampleRate;
     return negotiated > 0.0 ? negotiated : assumedSampleRate_;
+}
+
+void LinkedCaptureBackend::scheduleRelink()
+{
+    // Restarted by every change, but a graph that never settles is still followed.
+    if (!relinkTimer_.isActive()) {
+        relinkPending_.start();
+    } else if (relinkPending_.elapsed() >= maxRelinkWait.count()) {
+        return;
+    }
+    relinkTimer_.start();
 }
 
 void LinkedCaptureBackend::relink()

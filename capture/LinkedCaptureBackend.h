@@ -6,6 +6,7 @@
 #include "capture/pipewire/PipeWireLinkSet.h"
 #include "capture/pipewire/PlaybackStreams.h"
 
+#include <QElapsedTimer>
 #include <QTimer>
 
 #include <chrono>
@@ -27,6 +28,12 @@ public:
     // A linked player that is stopped (SIGSTOP, a debugger) delivers nothing at all,
     // not silence: after this long without a block the levels read as silence.
     static constexpr auto stallTimeout = std::chrono::milliseconds(300);
+    // Links follow the graph this long after its last change. The server hands out the
+    // registry ids of removed objects again at once; a link made while the peers still
+    // clean up an object that had its id was reported active yet carried only silence.
+    // Waiting for the graph to settle also turns a burst of changes into one relink.
+    static constexpr auto relinkDelay = std::chrono::milliseconds(200);
+    static constexpr auto maxRelinkWait = std::chrono::milliseconds(1000);
 
     ~LinkedCaptureBackend() override;
 
@@ -57,6 +64,7 @@ protected:
     PipeWireConnection &connection() { return connection_; }
 
 private:
+    void scheduleRelink();
     void relink();
     void handleFormatChanged(double sampleRate, int channels);
     void checkForStall();
@@ -68,6 +76,8 @@ private:
     PipeWireLinkSet links_;               // links from the wanted streams to stream_
     int linkedStreams_ = 0;               // wanted streams with at least one link
     bool stopped_ = false;                // stop() ran: relink nothing more
+    QTimer relinkTimer_;                  // single shot, relinkDelay after the last graph change
+    QElapsedTimer relinkPending_;         // since the first change the pending relink follows
     QTimer stallTimer_;                   // repeating, stallTimeout
     std::uint64_t lastBlockCount_ = 0;    // blocks seen at the previous check
 };

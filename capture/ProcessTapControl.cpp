@@ -80,11 +80,13 @@ void AudioEngineControl::startProcessTapCapture(const AudioProcessInfo &process)
     }
     // The input path goes idle; the stored choice stays for when the tap is stopped.
     selectWhileRestarting(QString::fromLatin1(noneDevice));
-    stopEngine();
 
     AppSettings &settings = engine_->settings();
     const bool deterministic = settings.processTapDeterministic();
+    // The new tap's node is made while the previous one still exists, so it does not
+    // take over registry ids freed a moment ago (see LinkedCaptureBackend::relinkDelay).
     AudioPlatform::StartResult result = platform_.startProcessTap(process, deterministic);
+    stopEngine();
     if (!result.backend) {
         setErrorMessage(QStringLiteral("Process Tap failed: ") + result.error);
         return;
