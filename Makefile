@@ -9,7 +9,7 @@ JOBS          ?= $(shell nproc)
 # Lets ccache reuse objects between clones of the repository (paths are made relative).
 export CCACHE_BASEDIR := $(CURDIR)
 
-.PHONY: all deps build run test bench clean
+.PHONY: all deps build run test bench live-cpu clean
 
 all: build
 
@@ -34,8 +34,14 @@ test: deps $(TEST_DIR)/build.ninja
 	bash scripts/run-tests.sh $(TEST_DIR)
 
 bench: deps $(RELEASE_DIR)/build.ninja
-	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvra_benchmarks
+	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvra_benchmarks kelvrameters
 	bash scripts/run-benchmarks.sh $(RELEASE_DIR)
+	bash scripts/measure-live-cpu.sh $(RELEASE_DIR)
+
+# Only the running app's CPU and memory (part of make bench).
+live-cpu: deps $(RELEASE_DIR)/build.ninja
+	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvrameters
+	bash scripts/measure-live-cpu.sh $(RELEASE_DIR)
 
 clean:
 	rm -rf build

@@ -10,6 +10,7 @@
 #include "settings/AppSettings.h"
 
 #include <QAction>
+#include <QEvent>
 #include <QApplication>
 #include <QCoreApplication>
 #include <QMenu>
@@ -24,7 +25,9 @@ KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
       platform_(std::move(options.platform)),
       styleManager_(settings.store()),
       actions_(settings),
-      wantsTrayIcon_(options.trayIcon)
+      wantsTrayIcon_(options.trayIcon),
+      showLevelMeterAtStart_(options.showLevelMeter),
+      showNumericalMeterAtStart_(options.showNumericalMeter)
 {
     // The meters live in small windows that come and go; the tray icon or a second
     // start brings them back, and only "Quit" ends the program.
@@ -51,6 +54,8 @@ KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
         window->chrome().setStaysOnTop(actions_.staysOnTop(window->type()));
         actions_.installShortcuts(window);
     }
+    levelWindow_->installEventFilter(this);
+    numericalWindow_->installEventFilter(this);
     levelWindow_->setContextMenu(levelMenu_.get());
     numericalWindow_->setContextMenu(numericalMenu_.get());
     applyChrome();
@@ -92,10 +97,34 @@ GradientEditor *KelvraApplication::gradientEditor() const { return gradientEdito
 
 void KelvraApplication::start()
 {
-    showWindow(*levelWindow_);
-    showWindow(*numericalWindow_);
+    if (showLevelMeterAtStart_) showWindow(*levelWindow_);
+    if (showNumericalMeterAtStart_) showWindow(*numericalWindow_);
+    // Capture otherwise starts when the level meter first appears.
+    if (!showLevelMeterAtStart_ && control_) control_->startIfNeeded();
+    updateDisplayActive();
     if (wantsTrayIcon_ && QSystemTrayIcon::isSystemTrayAvailable()) createTrayIcon();
     updater_.startDelayed();
+}
+
+bool KelvraApplication::eventFilter(QObject *watched, QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::Show:
+    case QEvent::Hide:
+    case QEvent::WindowStateChange:
+        // Queued: during these events the window's own state is not final yet.
+        QMetaObject::invokeMethod(this, &KelvraApplication::updateDisplayActive, Qt::QueuedConnection);
+        break;
+    default:
+        break;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void KelvraApplication::updateDisplayActive()
+{
+    const auto onScreen = [](const QWidget &window) { return window.isVisible() && !window.isMinimized(); };
+    engine_->setDisplayActive(onScreen(*levelWindow_) || onScreen(*numericalWindow_));
 }
 
 void KelvraApplication::showFirstWindow()

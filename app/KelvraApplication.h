@@ -34,12 +34,15 @@ public:
         // The audio system to capture from; none runs without capture (tests).
         std::unique_ptr<AudioPlatform> platform;
         bool trayIcon = true; // when the desktop has a tray
+        // The windows start() shows; with neither the program starts in the tray.
+        bool showLevelMeter = true;
+        bool showNumericalMeter = true;
     };
 
     KelvraApplication(AppSettings &settings, Options options);
     ~KelvraApplication() override;
 
-    // Shows both meter windows and schedules the update check.
+    // Shows the chosen meter windows, starts capture and schedules the update check.
     void start();
     // Shows the first window if none is visible and brings the application forward.
     void showFirstWindow();
@@ -75,6 +78,9 @@ private:
     void updateStartStopText();
     void createTrayIcon();
     void showAbout();
+    // The display tick runs only while a meter window is on screen.
+    void updateDisplayActive();
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
     AppSettings &settings_;                          // every user choice
     std::unique_ptr<AudioEngine> engine_;            // the display tick and meter data
@@ -92,4 +98,6 @@ private:
     QPointer<SettingsWindow> settingsWindow_;        // created when first opened
     QPointer<GradientEditor> gradientEditor_;        // created when first opened
     bool wantsTrayIcon_ = true;                      // create one when the desktop has a tray
+    bool showLevelMeterAtStart_ = true;              // start() shows the level meter
+    bool showNumericalMeterAtStart_ = true;          // start() shows the numerical meter
 };

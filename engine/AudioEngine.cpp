@@ -56,6 +56,7 @@ AudioEngine::AudioEngine(AppSettings &settings, TickSource tickSource, Clock clo
     : QObject(parent),
       settings_(settings),
       clock_(std::move(clock)),
+      tickSource_(tickSource),
       displaySpectralBands_(meterData_.values().spectralBands),
       analyzer_(std::make_unique<SpectrumAnalyzer>()),
       fftSamples_(SpectrumAnalyzer::fftSize),
@@ -105,7 +106,30 @@ void AudioEngine::setMeterDecayRate(double rate)
 
 void AudioEngine::setDisplayRefreshRate(double refreshRate)
 {
+    refreshRate_ = refreshRate;
     if (displayLink_) displayLink_->setRefreshRate(refreshRate);
+}
+
+void AudioEngine::setInputDeviceBackend(std::shared_ptr<SpectralSettingsSink> backend)
+{
+    inputDeviceBackend_ = std::move(backend);
+    // A back-end started while nothing is on screen need not analyse for the screen.
+    if (inputDeviceBackend_ && !displayActive_) pushSpectralSettings();
+}
+
+void AudioEngine::setDisplayActive(bool active)
+{
+    if (active == displayActive_) return;
+    displayActive_ = active;
+    if (tickSource_ == TickSource::displayLink) {
+        if (active) {
+            displayLink_ = std::make_unique<DisplayLink>(refreshRate_ > 0.0 ? refreshRate_ : DisplayLink::defaultRefreshRate,
+                                                         [proxy = displayLinkProxy_.get()] { proxy->displayLinkFired(); });
+        } else {
+            displayLink_.reset();
+        }
+    }
+    if (inputDeviceBackend_) pushSpectralSettings();
 }
 
 void AudioEngine::updateDisplayValues()
@@ -169,9 +193,9 @@ void AudioEngine::pullSettings(TickInputs &inputs)
 void AudioEngine::pushSpectralSettings()
 {
     inputDeviceBackend_->applySpectralSettings({
-        .spectralEnabled = spectralEnabled_,
+        .spectralEnabled = spectralEnabled_ && displayActive_,
         .testSignalActive = testSignalEnabled_,
-        .lissajousEnabled = lissajousEnabled_,
+        .lissajousEnabled = lissajousEnabled_ && displayActive_,
         .lissajousTrailLength = static_cast<std::size_t>(std::max<std::int64_t>(lissajousTrailLength_, 0)),
         .minFreq = spectralMinFreq_,
         .maxFreq = spectralMaxFreq_,

@@ -65,7 +65,7 @@ public:
 
     // Set only while the default-input back-end runs: it receives the analysis settings
     // every tick and delivers finished bands instead of samples.
-    void setInputDeviceBackend(std::shared_ptr<SpectralSettingsSink> backend) { inputDeviceBackend_ = std::move(backend); }
+    void setInputDeviceBackend(std::shared_ptr<SpectralSettingsSink> backend);
     const std::shared_ptr<SpectralSettingsSink> &inputDeviceBackend() const { return inputDeviceBackend_; }
 
     // Sample rate (Hz) of the active source, for the engine's own spectrum path.
@@ -92,6 +92,11 @@ public:
 
     // Screen refresh rate (Hz) of the display link; ignored without one.
     void setDisplayRefreshRate(double refreshRate);
+    // Whether any meter is on screen. While none is, the display link stops, nothing is
+    // published, and the audio thread stops preparing spectrum and phase-scope data;
+    // levels and loudness go on being measured. Initially active.
+    void setDisplayActive(bool active);
+    bool isDisplayActive() const { return displayActive_; }
     // The display link's callback target; present with either tick source.
     DisplayLinkProxy &displayLinkProxy() { return *displayLinkProxy_; }
 
@@ -145,6 +150,9 @@ private:
     float currentSampleRate_ = 48000.0f;  // Hz, of the active source
     bool isProcessingEnabled_ = true;     // processing switch
     bool testSignalEnabled_ = false;      // published: the test signal replaces the input
+    bool displayActive_ = true;           // a meter is on screen: tick and analyse for it
+    TickSource tickSource_;               // what fires the tick
+    double refreshRate_ = 0.0;            // Hz of the screen; 0 = unknown (the link's default)
     QString errorMessage_;                // published: one status line, empty when fine
 
     std::vector<float> displaySpectralBands_;          // dB, smoothed band state

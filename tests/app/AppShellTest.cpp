@@ -96,6 +96,42 @@ TEST_F(AppShellTest, ClosingBothWindowsDoesNotQuit)
     EXPECT_FALSE(shell.numericalMeterWindow().isVisible());
 }
 
+// The display tick runs only while a meter window is on screen.
+TEST_F(AppShellTest, TheDisplayIsActiveOnlyWhileAMeterWindowIsShown)
+{
+    shell.start();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&shell.levelMeterWindow()));
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(shell.engine().isDisplayActive());
+
+    shell.levelMeterWindow().close();
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(shell.engine().isDisplayActive()) << "the numerical meter is still shown";
+    shell.numericalMeterWindow().close();
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(shell.engine().isDisplayActive());
+
+    shell.showFirstWindow();
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(shell.engine().isDisplayActive());
+}
+
+TEST(AppShellStartTest, WithNoWindowsChosenItStartsInTheTrayWithTheDisplayIdle)
+{
+    TestSettings env;
+    KelvraApplication::Options options;
+    options.tickSource = AudioEngine::TickSource::external;
+    options.trayIcon = false;
+    options.showLevelMeter = false;
+    options.showNumericalMeter = false;
+    KelvraApplication shell(env.settings, std::move(options));
+    shell.start();
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(shell.levelMeterWindow().isVisible());
+    EXPECT_FALSE(shell.numericalMeterWindow().isVisible());
+    EXPECT_FALSE(shell.engine().isDisplayActive());
+}
+
 TEST_F(AppShellTest, ViewAndFileMenusHoldTheirItemsInOrderWithShortcuts)
 {
     const QMenu &menu = shell.levelMeterMenu();

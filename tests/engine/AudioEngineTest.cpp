@@ -240,6 +240,29 @@ TEST_F(AudioEngineTest, InputDeviceBackEndGetsTheSettingsAndDeliversItsOwnBands)
     EXPECT_NEAR(values().spectralBands[0], -40.65f, 1e-4) << "taken once, then smoothed again";
 }
 
+// Nothing on screen: the audio thread stops preparing what only the screen shows, and
+// picks it up again as soon as a meter is back.
+TEST_F(AudioEngineTest, WhileNoMeterIsOnScreenTheBackEndStopsAnalysingForIt)
+{
+    auto inputDevice = std::make_shared<FakeInputDevice>();
+    engine.setActiveBackend(backend);
+    engine.setInputDeviceBackend(inputDevice);
+    tick(1.0 / 60);
+    ASSERT_TRUE(inputDevice->applied.spectralEnabled && inputDevice->applied.lissajousEnabled);
+
+    engine.setDisplayActive(false);
+    EXPECT_FALSE(inputDevice->applied.spectralEnabled);
+    EXPECT_FALSE(inputDevice->applied.lissajousEnabled);
+    auto restarted = std::make_shared<FakeInputDevice>();
+    engine.setInputDeviceBackend(restarted);
+    EXPECT_EQ(restarted->applyCount, 1) << "a back-end started while hidden is told at once";
+    EXPECT_FALSE(restarted->applied.spectralEnabled);
+
+    engine.setDisplayActive(true);
+    EXPECT_TRUE(restarted->applied.spectralEnabled);
+    EXPECT_TRUE(restarted->applied.lissajousEnabled);
+}
+
 TEST_F(AudioEngineTest, TrailKeepsTheNewestPointsUpToItsLength)
 {
     settings.setLissajousTrailLength(512.0);
