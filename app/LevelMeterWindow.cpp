@@ -8,6 +8,8 @@
 #include <QMouseEvent>
 #include <QPainter>
 
+#include <cmath>
+
 LevelMeterWindow::LevelMeterWindow(AppSettings &settings, MeterData &meterData, QWidget *parent)
     : MeterWindow(MeterWindowType::levelMeter, parent), settings_(settings), meterData_(meterData)
 {
@@ -17,6 +19,11 @@ LevelMeterWindow::LevelMeterWindow(AppSettings &settings, MeterData &meterData, 
         update();
     });
     connect(&meterData_, &MeterData::changed, this, &LevelMeterWindow::meterDataChanged);
+    // An easing ring needs frames of its own when no new values come; at display rate,
+    // not as fast as painting can go.
+    animationTimer_.setSingleShot(true);
+    animationTimer_.setInterval(1000 / 60);
+    connect(&animationTimer_, &QTimer::timeout, this, [this] { repaintFields(loudnessFields); });
     resize(preferredSize());
 }
 
@@ -55,18 +62,48 @@ MeterFieldMask LevelMeterWindow::drawnFields()
 
 void LevelMeterWindow::meterDataChanged(MeterFieldMask fields)
 {
-    if (fields & drawnFields()) update();
+    if (fields & drawnFields()) repaintFields(fields);
 }
 
-void LevelMeterWindow::drawContent(QPainter &painter)
+void LevelMeterWindow::repaintFields(MeterFieldMask fields)
+{
+    const std::optional<LevelMeterLayout> &layout = view_.lastLayout();
+    if (!layout) {
+        update();
+        return;
+    }
+    // Each panel is a full-width band; only the bands whose values changed are drawn
+    // again, the rest stays as it is on screen.
+    const auto band = [this](const std::optional<Rect> &panel) {
+        if (!panel) return;
+        constexpr double margin = 2.0; // antialiased edges and markers that reach past the panel
+        const int top = static_cast<int>(std::floor(panel->y - margin));
+        const int bottom = static_cast<int>(std::ceil(panel->bottom() + margin));
+        update(QRect(0, top, width(), bottom - top));
+    };
+    if (fields & levelFields) {
+        band(layout->numericValue);
+        band(layout->barRow);
+    }
+    if (fields & spectrumFields) band(layout->spectrum);
+    if (fields & loudnessFields) band(layout->loudness);
+    if (fields & bit(MeterField::LissajousPoints)) {
+        band(layout->phaseScopeTop);
+        band(layout->phaseScopeBottom);
+    }
+}
+
+void LevelMeterWindow::drawContent(QPainter &painter, const QRect &dirty)
 {
     QtCanvas canvas(painter);
     const double now = static_cast<double>(clock_.nsecsElapsed()) * 1.0e-9;
+    const Rect dirtyRect{static_cast<double>(dirty.x()), static_cast<double>(dirty.y()),
+                         static_cast<double>(dirty.width()), static_cast<double>(dirty.height())};
     view_.draw(canvas, {static_cast<double>(width()), static_cast<double>(height())}, meterData_.values(),
-               viewSettings(), now);
-    // The loudness rings ease towards new values; keep painting until they arrive,
-    // even when no new values come (capture stopped).
-    if (view_.isAnimating(now)) update();
+               viewSettings(), now, dirty == rect() ? std::nullopt : std::optional<Rect>(dirtyRect));
+    // The loudness rings ease towards new values; keep drawing until they arrive, even
+    // when no new values come (capture stopped).
+    if (view_.isAnimating(now) && !animationTimer_.isActive()) animationTimer_.start();
 }
 
 void LevelMeterWindow::mouseDoubleClickEvent(QMouseEvent *event)

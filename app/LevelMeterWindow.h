@@ -6,6 +6,7 @@
 #include "views/ViewSettings.h"
 
 #include <QElapsedTimer>
+#include <QTimer>
 
 class AppSettings;
 
@@ -29,11 +30,13 @@ signals:
     void resetPeaksRequested();
 
 protected:
-    void drawContent(QPainter &painter) override;
+    void drawContent(QPainter &painter, const QRect &dirty) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
 
 private:
     void meterDataChanged(MeterFieldMask fields);
+    // Schedules a repaint of the window parts that show these fields.
+    void repaintFields(MeterFieldMask fields);
 
     AppSettings &settings_;             // read when it announces a change
     MeterData &meterData_;              // the values drawn
@@ -41,4 +44,5 @@ private:
     LevelMeterSettings viewSettings_;   // copy of the settings the view draws with
     bool viewSettingsStale_ = true;     // settings changed since viewSettings_ was copied
     QElapsedTimer clock_;               // drives the ring animation
+    QTimer animationTimer_;             // single shot: the next frame of an easing ring
 };

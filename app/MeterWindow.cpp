@@ -5,6 +5,7 @@
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPaintEvent>
 #include <QPainterPath>
 #include <QWindow>
 
@@ -32,10 +33,10 @@ Qt::Edges MeterWindow::resizeEdges(const QPoint &position) const
     return edges;
 }
 
-void MeterWindow::paintEvent(QPaintEvent *)
+void MeterWindow::paintEvent(QPaintEvent *event)
 {
     QPainter painter(this);
-    drawContent(painter);
+    drawContent(painter, event->rect());
     if (chrome_.showsChrome()) return;
 
     // Cut the corners out of what was drawn: an antialiased edge, unlike a clip path.

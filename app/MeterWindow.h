@@ -38,8 +38,9 @@ signals:
     void firstShown();
 
 protected:
-    // Draws the content over the whole window; the corners are cut afterwards.
-    virtual void drawContent(QPainter &painter) = 0;
+    // Draws the content; `dirty` (window coordinates) is what needs drawing, the rest of
+    // the window is on screen already. The corners are cut afterwards.
+    virtual void drawContent(QPainter &painter, const QRect &dirty) = 0;
     // Lets the content take a primary press (a button in it); true when it did.
     virtual bool handleContentPress(const QPoint &) { return false; }
 

@@ -24,9 +24,7 @@ NumericalMeterWindow::NumericalMeterWindow(AppSettings &settings, MeterData &met
         viewSettingsStale_ = true;
         update();
     });
-    connect(&meterData_, &MeterData::changed, this, [this](MeterFieldMask fields) {
-        if (fields & levelFields) update();
-    });
+    connect(&meterData_, &MeterData::changed, this, &NumericalMeterWindow::meterDataChanged);
 }
 
 void NumericalMeterWindow::setEngineRunning(bool running)
@@ -55,8 +53,17 @@ NumericalMeterLayout NumericalMeterWindow::currentLayout()
                                       state_, measurer);
 }
 
-void NumericalMeterWindow::drawContent(QPainter &painter)
+void NumericalMeterWindow::meterDataChanged(MeterFieldMask fields)
 {
+    // Levels move by hundredths of a decibel; the rows show whole or tenth decibels, so
+    // most new values change nothing on screen and need no frame.
+    if (!(fields & levelFields)) return;
+    if (NumericalMeterView::shownValues(meterData_.values(), viewSettings().gradient) != shown_) update();
+}
+
+void NumericalMeterWindow::drawContent(QPainter &painter, const QRect &)
+{
+    shown_ = NumericalMeterView::shownValues(meterData_.values(), viewSettings().gradient);
     QtCanvas canvas(painter);
     NumericalMeterView::draw(canvas, {static_cast<double>(width()), static_cast<double>(height())},
                              meterData_.values(), viewSettings(), state_);

@@ -24,17 +24,19 @@ signals:
     void resetPeaksRequested();
 
 protected:
-    void drawContent(QPainter &painter) override;
+    void drawContent(QPainter &painter, const QRect &dirty) override;
     bool handleContentPress(const QPoint &position) override;
     void enterEvent(QEnterEvent *event) override;
     void leaveEvent(QEvent *event) override;
 
 private:
     const NumericalMeterSettings &viewSettings();
+    void meterDataChanged(MeterFieldMask fields);
 
     AppSettings &settings_;                 // read when it announces a change
     MeterData &meterData_;                  // the values drawn
     NumericalMeterSettings viewSettings_;   // copy of the settings the view draws with
     bool viewSettingsStale_ = true;         // settings changed since the copy
     NumericalMeterState state_;             // hover and running dot
+    NumericalMeterView::ShownValues shown_; // what the rows showed when last drawn
 };

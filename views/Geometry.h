@@ -39,6 +39,10 @@ struct Rect {
                 std::max(0.0, height - 2.0 * vertical)};
     }
 
+    bool intersects(const Rect &other) const {
+        return x < other.right() && other.x < right() && y < other.bottom() && other.y < bottom();
+    }
+
     static Rect centeredAt(Point center, double width, double height) {
         return {center.x - width * 0.5, center.y - height * 0.5, width, height};
     }

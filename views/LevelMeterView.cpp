@@ -57,22 +57,26 @@ void LevelMeterView::drawBarRow(Canvas &canvas, const LevelMeterLayout &layout, 
 }
 
 void LevelMeterView::draw(Canvas &canvas, Size window, const MeterValues &values, const LevelMeterSettings &settings,
-                          double nowSeconds)
+                          double nowSeconds, const std::optional<Rect> &dirty)
 {
     const LevelMeterLayout layout = level_meter_layout::layout(window, settings, canvas);
-    canvas.fillRect({0.0, 0.0, window.width, window.height}, {settings.background.red, settings.background.green,
-                                                               settings.background.blue, 1.0});
+    lastLayout_ = layout;
+    const auto wanted = [&dirty](const std::optional<Rect> &panel) {
+        return panel && (!dirty || panel->intersects(*dirty));
+    };
+    canvas.fillRect(dirty.value_or(Rect{0.0, 0.0, window.width, window.height}),
+                    {settings.background.red, settings.background.green, settings.background.blue, 1.0});
 
     const PhaseScopeSettings &scope = settings.phaseScope;
     const LissajousMeterView::Style scopeStyle{scope.lineWidth, scope.glow, scope.pointMode};
     for (const std::optional<Rect> &rect : {layout.phaseScopeTop, layout.phaseScopeBottom}) {
-        if (!rect) continue;
+        if (!wanted(rect)) continue;
         CanvasStateGuard guard(canvas);
         canvas.translate(rect->x, rect->y);
         phaseScope_.draw(canvas, rect->size(), values.lissajousPoints, scope.gradient, scopeStyle);
     }
 
-    if (layout.numericValue) {
+    if (wanted(layout.numericValue)) {
         FormattedDbText text;
         text.value = readoutValue(values, settings.readout);
         text.fractionalDigits = settings.readout.fractionalDigits;
@@ -81,16 +85,16 @@ void LevelMeterView::draw(Canvas &canvas, Size window, const MeterValues &values
         text.draw(canvas, *layout.numericValue);
     }
 
-    drawBarRow(canvas, layout, values, settings);
+    if (wanted(layout.barRow)) drawBarRow(canvas, layout, values, settings);
 
-    if (layout.spectrum) {
+    if (wanted(layout.spectrum)) {
         CanvasStateGuard guard(canvas);
         canvas.translate(layout.spectrum->x, layout.spectrum->y);
         spectrum_.draw(canvas, layout.spectrum->size(), values.spectralBands, values.spectralSplinePoints,
                        settings.spectrum.gradient, settings.spectrum.minDb, settings.spectrum.maxDb);
     }
 
-    if (layout.loudness) {
+    if (wanted(layout.loudness)) {
         CanvasStateGuard guard(canvas);
         canvas.translate(layout.loudness->x, layout.loudness->y);
         if (settings.loudness.ringMode)

@@ -9,6 +9,7 @@
 #include "views/ViewSettings.h"
 
 #include <array>
+#include <optional>
 
 // The level meter window's content: the two bars with their scale and, as switched
 // on, the numeric read-out, spectrum, loudness and phase-scope panels. Keeps only
@@ -20,9 +21,13 @@ public:
     // The two bars (left, right) as they are drawn for these values and settings.
     static std::array<CompactMeterBar, 2> bars(const MeterValues &values, const LevelBarSettings &settings);
 
-    // Draws the whole window of the given size; nowSeconds drives the ring animation.
+    // Draws the window of the given size; nowSeconds drives the ring animation. With
+    // `dirty`, only the background under it and the panels that reach into it are drawn
+    // (the rest of the window is known to be on screen already).
     void draw(Canvas &canvas, Size window, const MeterValues &values, const LevelMeterSettings &settings,
-              double nowSeconds);
+              double nowSeconds, const std::optional<Rect> &dirty = std::nullopt);
+    // Where the panels went in the latest draw; none before the first.
+    const std::optional<LevelMeterLayout> &lastLayout() const { return lastLayout_; }
     // True while the loudness rings are still easing: keep redrawing until it is false.
     bool isAnimating(double nowSeconds) const { return ring_.isAnimating(nowSeconds); }
 
@@ -35,6 +40,7 @@ private:
     void drawBarRow(Canvas &canvas, const LevelMeterLayout &layout, const MeterValues &values,
                     const LevelMeterSettings &settings) const;
 
+    std::optional<LevelMeterLayout> lastLayout_;
     LUFSRingMeterView ring_;
     SpectralMeterView spectrum_;
     LissajousMeterView phaseScope_;

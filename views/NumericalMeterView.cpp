@@ -4,6 +4,9 @@
 #include "views/Symbols.h"
 #include "views/TextDrawing.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace {
 
 constexpr std::array<const char *, 2> columnTitles = {"LEFT", "RIGHT"};
@@ -33,6 +36,21 @@ std::array<NumericalValue, 3> NumericalMeterView::rows(const MeterValues &values
         return v;
     };
     return {row("PEAK", peak), row("MAX", max), row("RMS", rms)};
+}
+
+NumericalMeterView::ShownValues NumericalMeterView::shownValues(const MeterValues &values,
+                                                              const GradientPreset &gradient)
+{
+    ShownValues shown;
+    std::size_t i = 0;
+    for (int channel = 0; channel < 2; ++channel) {
+        for (const NumericalValue &row : rows(values, channel, gradient)) {
+            const auto channel8 = [](double v) { return static_cast<int>(std::lround(std::clamp(v, 0.0, 1.0) * 255.0)); };
+            shown[i++] = {NumericalValue::formatValue(row.value),
+                          {channel8(row.color.red), channel8(row.color.green), channel8(row.color.blue)}};
+        }
+    }
+    return shown;
 }
 
 NumericalMeterLayout NumericalMeterView::layout(Size window, const NumericalMeterSettings &settings,

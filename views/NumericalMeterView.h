@@ -6,6 +6,7 @@
 #include "views/ViewSettings.h"
 
 #include <array>
+#include <string>
 #include <optional>
 
 // What the numerical meter shows besides meter values and settings.
@@ -29,6 +30,17 @@ struct NumericalMeterLayout {
 // by the gradient, with optional header and footer strips.
 class NumericalMeterView {
 public:
+    // What one row shows: its number as text and its colour in 8-bit channels. Two
+    // frames whose rows all show the same look the same.
+    struct ShownValue {
+        std::string text;
+        std::array<int, 3> color{};
+        friend bool operator==(const ShownValue &, const ShownValue &) = default;
+    };
+    using ShownValues = std::array<ShownValue, 6>;
+    // The six rows (left then right: peak, max, RMS) as they would be drawn.
+    static ShownValues shownValues(const MeterValues &values, const GradientPreset &gradient);
+
     static constexpr double headerHeight = 24.0;
     static constexpr double footerHeight = 20.0;
     static constexpr double stripOpacity = 0.06;      // white over the background

@@ -159,3 +159,34 @@ TEST(LevelMeterView, DrawsBackgroundThenEachChannelInItsOwnBar)
     // Eleven Final Cut Pro marks between the bars.
     EXPECT_EQ(canvas.commandsOfKind(Kind::Text).size(), 11u);
 }
+
+// A frame that only has to bring one panel up to date draws the background under it
+// and the panels that reach into it, nothing else.
+TEST(LevelMeterView, APartialFrameDrawsOnlyThePanelsInsideTheDirtyArea)
+{
+    const LevelMeterSettings s = everythingOn(LissajousPlacement::Top, true);
+    MeterValues v;
+    v.lissajousPoints = {{0.1f, 0.2f}, {0.3f, -0.1f}};
+    const Size window{240.0, 900.0};
+    const auto layout = level_meter_layout::layout(window, s, measurer);
+    ASSERT_TRUE(layout.spectrum && layout.loudness && layout.phaseScopeTop);
+
+    LevelMeterView view;
+    RecordingCanvas full;
+    view.draw(full, window, v, s, 0.0);
+    RecordingCanvas spectrumOnly;
+    view.draw(spectrumOnly, window, v, s, 0.0, layout.spectrum->inset(1.0, 1.0));
+
+    const auto &background = spectrumOnly.commands().front();
+    expectRectNear(background.rect, layout.spectrum->inset(1.0, 1.0));
+    const auto drawnBelow = [](const RecordingCanvas &canvas, const Rect &panel) {
+        return std::count_if(canvas.commands().begin(), canvas.commands().end(), [&](const auto &c) {
+            return c.translation.y >= panel.y - 1e-9 && c.translation.y < panel.bottom();
+        });
+    };
+    EXPECT_EQ(drawnBelow(spectrumOnly, *layout.spectrum), drawnBelow(full, *layout.spectrum));
+    EXPECT_EQ(drawnBelow(spectrumOnly, *layout.loudness), 0) << "the rings are not redrawn";
+    EXPECT_EQ(drawnBelow(spectrumOnly, *layout.phaseScopeTop), 0) << "the scope is not redrawn";
+    EXPECT_TRUE(spectrumOnly.commandsOfKind(Kind::Text).empty()) << "neither the scale nor the read-out";
+    EXPECT_EQ(view.lastLayout()->spectrum, layout.spectrum);
+}

@@ -97,3 +97,20 @@ TEST(NumericalMeterView, ColumnsShowEachChannelsRowsInOrder)
     expectColorNear(canvas.textCommands("+1.5").at(0).color, settings.gradient.colorAt(1.5f));
     EXPECT_GT(canvas.textCommands("RIGHT").at(0).from.x, canvas.textCommands("LEFT").at(0).from.x + 80.0);
 }
+
+// The window draws a new frame only when a row would look different: a level that
+// moves within the shown tenth of a decibel changes nothing on screen.
+TEST(NumericalMeterView, ShownValuesChangeOnlyWithTheTextOrColourOfARow)
+{
+    const GradientPreset gradient = trafficLight();
+    MeterValues v = sampleValues();
+    const NumericalMeterView::ShownValues before = NumericalMeterView::shownValues(v, gradient);
+    EXPECT_EQ(before[0].text, "-12.0");
+    EXPECT_EQ(before[4].text, "+1.5");
+
+    v.peakLevelLeft = -12.02f;
+    EXPECT_EQ(NumericalMeterView::shownValues(v, gradient), before);
+    v.peakLevelLeft = -12.1f;
+    EXPECT_NE(NumericalMeterView::shownValues(v, gradient)[0], before[0]);
+    EXPECT_EQ(NumericalMeterView::shownValues(v, gradient)[1], before[1]);
+}
