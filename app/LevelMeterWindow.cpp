@@ -95,7 +95,7 @@ void LevelMeterWindow::repaintFields(MeterFieldMask fields)
 
 void LevelMeterWindow::drawContent(QPainter &painter, const QRect &dirty)
 {
-    QtCanvas canvas(painter);
+    QtCanvas canvas(painter, &canvasCache_);
     const double now = static_cast<double>(clock_.nsecsElapsed()) * 1.0e-9;
     const Rect dirtyRect{static_cast<double>(dirty.x()), static_cast<double>(dirty.y()),
                          static_cast<double>(dirty.width()), static_cast<double>(dirty.height())};

@@ -4,6 +4,7 @@
 #include "engine/MeterData.h"
 #include "views/LevelMeterView.h"
 #include "views/ViewSettings.h"
+#include "views/qt/QtCanvas.h"
 
 #include <QElapsedTimer>
 #include <QTimer>
@@ -44,5 +45,6 @@ private:
     LevelMeterSettings viewSettings_;   // copy of the settings the view draws with
     bool viewSettingsStale_ = true;     // settings changed since viewSettings_ was copied
     QElapsedTimer clock_;               // drives the ring animation
+    QtCanvasCache canvasCache_;         // fonts, shaped text and static layers kept between frames
     QTimer animationTimer_;             // single shot: the next frame of an easing ring
 };

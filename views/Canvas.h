@@ -5,6 +5,9 @@
 #include "views/Geometry.h"
 #include "views/Path.h"
 
+#include <cstdint>
+#include <cstring>
+#include <functional>
 #include <span>
 #include <string_view>
 
@@ -116,6 +119,50 @@ public:
     virtual void strokeArcs(std::span<const ColoredArc> arcs) = 0;
     // One run of text in one font, starting at a point on its baseline.
     virtual void drawText(Point baselineStart, std::string_view text, const Font &font, const RgbColor &color) = 0;
+
+    // Static content: what `draw` paints inside `bounds` (current coordinates) stays the
+    // same for as long as `key` does, so a back-end may keep it as an image and only
+    // copy that to the screen. The key must change with anything the drawing depends on
+    // (see ContentKey). By default it is simply drawn.
+    virtual void drawCached(std::uint64_t key, const Rect &bounds, const std::function<void(Canvas &)> &draw)
+    {
+        (void)key;
+        (void)bounds;
+        draw(*this);
+    }
+};
+
+// Builds the key of cached content from everything it depends on (FNV-1a).
+class ContentKey {
+public:
+    ContentKey &add(std::uint64_t value)
+    {
+        for (int i = 0; i < 8; ++i) {
+            hash_ ^= (value >> (8 * i)) & 0xFFu;
+            hash_ *= 1099511628211ull;
+        }
+        return *this;
+    }
+    ContentKey &add(double value)
+    {
+        std::uint64_t bits = 0;
+        static_assert(sizeof bits == sizeof value);
+        std::memcpy(&bits, &value, sizeof bits);
+        return add(bits);
+    }
+    ContentKey &add(int value) { return add(static_cast<std::uint64_t>(static_cast<std::int64_t>(value))); }
+    ContentKey &add(const RgbColor &color) { return add(color.red).add(color.green).add(color.blue).add(color.alpha); }
+    ContentKey &add(const Rect &rect) { return add(rect.x).add(rect.y).add(rect.width).add(rect.height); }
+    ContentKey &add(const DrawableGradient &gradient)
+    {
+        add(static_cast<std::uint64_t>(gradient.stops.size()));
+        for (const DrawableGradientStop &stop : gradient.stops) add(stop.location).add(stop.color);
+        return *this;
+    }
+    std::uint64_t value() const { return hash_; }
+
+private:
+    std::uint64_t hash_ = 14695981039346656037ull;
 };
 
 // Restores the canvas state when it leaves scope.

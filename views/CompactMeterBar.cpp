@@ -29,7 +29,10 @@ void CompactMeterBar::draw(Canvas &canvas, double height) const
         CanvasStateGuard guard(canvas);
         canvas.clipToRect({0.0, height - rmsHeight, barWidth, rmsHeight});
         canvas.multiplyOpacity(rmsOpacity);
-        canvas.fillRoundedRect(bar, cornerRadius, gradientOver(rms, bar));
+        // The whole bar is the same every frame; only the clip moves.
+        canvas.drawCached(ContentKey().add(rms).add(bar).add(cornerRadius).value(), bar, [&](Canvas &layer) {
+            layer.fillRoundedRect(bar, cornerRadius, gradientOver(rms, bar));
+        });
     }
 
     const double peakHeight = filledHeight(peakLevel, height);
@@ -41,7 +44,8 @@ void CompactMeterBar::draw(Canvas &canvas, double height) const
         const Rect peakBar{(barWidth - peakWidth) * 0.5, 0.0, peakWidth, height};
         CanvasStateGuard guard(canvas);
         canvas.clipToRect({peakBar.x, height - peakHeight, peakWidth, peakHeight});
-        canvas.fillRoundedRect(peakBar, cornerRadius, gradientOver(linear, peakBar));
+        canvas.drawCached(ContentKey().add(linear).add(peakBar).add(cornerRadius).value(), peakBar,
+                          [&](Canvas &layer) { layer.fillRoundedRect(peakBar, cornerRadius, gradientOver(linear, peakBar)); });
     }
 
     if (const std::optional<double> centerY = peakHoldCenterY(height)) {

@@ -235,3 +235,61 @@ TEST(QtCanvas, AreaUnderCurveFillsBelowTheCurveWithTheGradientOfItsRow)
         EXPECT_LE(largestDifference, 12) << scale;
     }
 }
+
+// Static content copied from a cached layer looks as drawn in place, at any scale and
+// any sub-pixel position, through a clip and an opacity; the layer is drawn once and
+// again only when its key changes.
+TEST(QtCanvas, CachedLayersMatchDrawingInPlaceAndAreDrawnOncePerKey)
+{
+    ensureGuiApplication();
+    const Rect bar{0.0, 0.0, 12.0, 60.0};
+    const std::vector<DrawableGradientStop> stops = {{0.0, {0.0, 0.2, 1.0, 1.0}}, {1.0, {1.0, 0.8, 0.0, 1.0}}};
+    const LinearGradient gradient{{0.0, 60.0}, {0.0, 0.0}, stops};
+    const auto content = [&](Canvas &canvas) { canvas.fillRoundedRect(bar, 3.0, gradient); };
+    for (double scale : {1.0, 1.5, 2.0}) {
+        QtCanvasCache cache;
+        int drawnLayers = 0;
+        const QImage direct = drawn({40.0, 80.0}, scale, [&](Canvas &canvas) {
+            canvas.translate(10.3, 7.6);
+            canvas.clipToRect({0.0, 20.0, 12.0, 40.0});
+            canvas.multiplyOpacity(0.7);
+            content(canvas);
+        });
+        // Frames on one cache that outlives their canvases, as a window's does.
+        const auto cachedFrame = [&](std::uint64_t key) {
+            QImage image(static_cast<int>(40 * scale), static_cast<int>(80 * scale), QImage::Format_ARGB32_Premultiplied);
+            image.setDevicePixelRatio(scale);
+            image.fill(Qt::transparent);
+            QPainter painter(&image);
+            QtCanvas canvas(painter, &cache);
+            canvas.translate(10.3, 7.6);
+            canvas.clipToRect({0.0, 20.0, 12.0, 40.0});
+            canvas.multiplyOpacity(0.7);
+            canvas.drawCached(key, bar, [&](Canvas &layer) {
+                ++drawnLayers;
+                content(layer);
+            });
+            painter.end();
+            return image;
+        };
+        const QImage first = cachedFrame(1);
+        const QImage second = cachedFrame(1);
+        EXPECT_EQ(drawnLayers, 1) << "scale " << scale;
+        // Inside, rounding alone; a pixel only partly covered (an antialiased edge, the
+        // row the clip cuts through) may come out a little different, as the layer is
+        // clipped after, not during, its fill.
+        for (int y = 0; y < direct.height(); ++y) {
+            for (int x = 0; x < direct.width(); ++x) {
+                const QColor a = direct.pixelColor(x, y);
+                const QColor b = second.pixelColor(x, y);
+                const int difference = std::max({std::abs(a.red() - b.red()), std::abs(a.green() - b.green()),
+                                                 std::abs(a.blue() - b.blue()), std::abs(a.alpha() - b.alpha())});
+                const bool edge = a.alpha() != 0 && a.alpha() < 178; // 0.7 opacity of full coverage
+                EXPECT_LE(difference, edge ? 16 : 3) << "scale " << scale << " at " << x << "," << y;
+            }
+        }
+        EXPECT_EQ(first, second);
+        cachedFrame(2);
+        EXPECT_EQ(drawnLayers, 2) << "a new key draws the layer again";
+    }
+}

@@ -19,7 +19,10 @@ namespace {
 
 constexpr std::size_t gradientCacheSize = 8;
 constexpr int largestBatchSide = 8192; // device pixels; larger batches are clipped
-constexpr std::size_t textCacheLimit = 512; // strings per cache before it is emptied
+constexpr int keepLayerFrames = 120;    // frames an unused cached layer survives
+// Strings per cache before it is emptied: read-outs show every tenth of a decibel from
+// -60 to +6 (661 strings) in a font or two, which must all fit.
+constexpr std::size_t textCacheLimit = 4096;
 
 QColor toQColor(const RgbColor &c)
 {
@@ -67,28 +70,45 @@ QPainterPath toQPath(const Path &path)
 
 } // namespace
 
-QtCanvas::QtCanvas(QPainter &painter) : painter_(painter)
+QtCanvas::QtCanvas(QPainter &painter, QtCanvasCache *cache)
+    : painter_(painter), ownCache_(cache ? nullptr : std::make_unique<QtCanvasCache>()),
+      cache_(cache ? *cache : *ownCache_)
 {
     painter_.setRenderHint(QPainter::Antialiasing, true);
     painter_.setRenderHint(QPainter::TextAntialiasing, true);
     // Font sizes are given in logical pixels; Qt's point sizes depend on the device's DPI.
     const QPaintDevice *device = painter_.device();
     const int dpi = device ? device->logicalDpiY() : 72;
-    pointsPerPixelFactor_ = 72.0 / static_cast<double>(dpi > 0 ? dpi : 72);
+    const double factor = 72.0 / static_cast<double>(dpi > 0 ? dpi : 72);
+    if (factor != cache_.pointsPerPixelFactor) {
+        // Fonts, metrics and shaped text were made for another resolution.
+        cache_.fonts.clear();
+        cache_.measured.clear();
+        cache_.shaped.clear();
+        cache_.pointsPerPixelFactor = factor;
+    }
+    if (cache_.depth++ == 0) ++cache_.frame;
+}
+
+QtCanvas::~QtCanvas()
+{
+    if (--cache_.depth > 0) return;
+    // Layers not drawn for a while belong to panels or sizes no longer shown.
+    std::erase_if(cache_.layers, [this](const auto &entry) { return cache_.frame - entry.second.lastUsed > keepLayerFrames; });
 }
 
 std::size_t QtCanvas::fontIndex(const Font &font) const
 {
-    for (std::size_t i = 0; i < fonts_.size(); ++i) {
-        if (fonts_[i].request == font) return i;
+    for (std::size_t i = 0; i < cache_.fonts.size(); ++i) {
+        if (cache_.fonts[i].request == font) return i;
     }
     QFont qfont = font.monospaced ? QFontDatabase::systemFont(QFontDatabase::FixedFont) : QGuiApplication::font();
-    qfont.setPointSizeF(std::max(0.5, font.size * pointsPerPixelFactor_));
+    qfont.setPointSizeF(std::max(0.5, font.size * cache_.pointsPerPixelFactor));
     qfont.setWeight(toQWeight(font.weight));
     qfont.setStyleStrategy(QFont::PreferAntialias);
     QFontMetricsF metrics(qfont, painter_.device());
-    fonts_.push_back({font, qfont, metrics});
-    return fonts_.size() - 1;
+    cache_.fonts.push_back({font, qfont, metrics});
+    return cache_.fonts.size() - 1;
 }
 
 std::string QtCanvas::textKey(std::string_view text, std::size_t fontIndex)
@@ -101,17 +121,17 @@ std::string QtCanvas::textKey(std::string_view text, std::size_t fontIndex)
 
 const QGradientStops &QtCanvas::cachedStops(std::span<const DrawableGradientStop> stops) const
 {
-    const auto found = std::find_if(gradientStops_.begin(), gradientStops_.end(), [stops](const CachedStops &c) {
+    const auto found = std::find_if(cache_.gradientStops.begin(), cache_.gradientStops.end(), [stops](const CachedStops &c) {
         return std::equal(c.source.begin(), c.source.end(), stops.begin(), stops.end());
     });
-    if (found != gradientStops_.end()) return found->stops;
-    if (gradientStops_.size() >= gradientCacheSize) gradientStops_.erase(gradientStops_.begin());
+    if (found != cache_.gradientStops.end()) return found->stops;
+    if (cache_.gradientStops.size() >= gradientCacheSize) cache_.gradientStops.erase(cache_.gradientStops.begin());
     CachedStops entry;
     entry.source.assign(stops.begin(), stops.end());
     for (const DrawableGradientStop &stop : normalizedGradientStops(stops))
         entry.stops.append({stop.location, toQColor(stop.color)});
-    gradientStops_.push_back(std::move(entry));
-    return gradientStops_.back().stops;
+    cache_.gradientStops.push_back(std::move(entry));
+    return cache_.gradientStops.back().stops;
 }
 
 QBrush QtCanvas::brush(const LinearGradient &gradient) const
@@ -126,12 +146,12 @@ TextMetrics QtCanvas::measureText(std::string_view text, const Font &font) const
 {
     const std::size_t index = fontIndex(font);
     const std::string key = textKey(text, index);
-    if (const auto found = measured_.find(key); found != measured_.end()) return found->second;
-    if (measured_.size() > textCacheLimit) measured_.clear();
-    const QFontMetricsF &metrics = fonts_[index].metrics;
+    if (const auto found = cache_.measured.find(key); found != cache_.measured.end()) return found->second;
+    if (cache_.measured.size() > textCacheLimit) cache_.measured.clear();
+    const QFontMetricsF &metrics = cache_.fonts[index].metrics;
     const QString string = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
     const TextMetrics result{metrics.horizontalAdvance(string), metrics.ascent(), metrics.descent()};
-    measured_.emplace(key, result);
+    cache_.measured.emplace(key, result);
     return result;
 }
 
@@ -194,33 +214,33 @@ bool QtCanvas::fillAreaUnderCurve(const Path &path, const LinearGradient &gradie
                           [&](PixelSurface &surface, double scale, double dx, double dy) {
         // One colour per row, sampled by Qt itself at the pixel centres, so the
         // gradient matches QPainter's fill exactly.
-        if (gradientColumn_.height() < surface.height)
-            gradientColumn_ = QImage(1, surface.height, QImage::Format_ARGB32_Premultiplied);
+        if (cache_.gradientColumn.height() < surface.height)
+            cache_.gradientColumn = QImage(1, surface.height, QImage::Format_ARGB32_Premultiplied);
         QLinearGradient linear(QPointF(0.0, gradient.start.y * scale + dy), QPointF(0.0, gradient.end.y * scale + dy));
         linear.setStops(cachedStops(gradient.stops));
         linear.setSpread(QGradient::PadSpread);
         {
-            QPainter column(&gradientColumn_);
+            QPainter column(&cache_.gradientColumn);
             column.setCompositionMode(QPainter::CompositionMode_Source);
             column.fillRect(QRect(0, 0, 1, surface.height), QBrush(linear));
         }
-        rowColors_.resize(static_cast<std::size_t>(surface.height));
+        cache_.rowColors.resize(static_cast<std::size_t>(surface.height));
         for (int y = 0; y < surface.height; ++y) {
-            const auto *row = reinterpret_cast<const std::uint32_t *>(gradientColumn_.constScanLine(y));
-            rowColors_[static_cast<std::size_t>(y)] = row[0];
+            const auto *row = reinterpret_cast<const std::uint32_t *>(cache_.gradientColumn.constScanLine(y));
+            cache_.rowColors[static_cast<std::size_t>(y)] = row[0];
         }
 
-        area_.begin(surface.width, surface.height);
+        cache_.area.begin(surface.width, surface.height);
         Point previous = elements.front().point;
         const Point start = previous;
         for (std::size_t i = 1; i < elements.size(); ++i) {
             const Point next = elements[i].verb == Path::Verb::LineTo ? elements[i].point : start;
-            area_.addEdge(previous.x * scale + dx, previous.y * scale + dy, next.x * scale + dx, next.y * scale + dy);
+            cache_.area.addEdge(previous.x * scale + dx, previous.y * scale + dy, next.x * scale + dx, next.y * scale + dy);
             previous = next;
         }
         if (elements.back().verb != Path::Verb::Close)
-            area_.addEdge(previous.x * scale + dx, previous.y * scale + dy, start.x * scale + dx, start.y * scale + dy);
-        area_.fill(surface, rowColors_);
+            cache_.area.addEdge(previous.x * scale + dx, previous.y * scale + dy, start.x * scale + dx, start.y * scale + dy);
+        cache_.area.fill(surface, cache_.rowColors);
     });
 }
 
@@ -263,16 +283,16 @@ void QtCanvas::strokeEllipse(const Rect &bounds, const RgbColor &color, const St
 void QtCanvas::drawText(Point baselineStart, std::string_view text, const Font &font, const RgbColor &color)
 {
     const std::size_t index = fontIndex(font);
-    const CachedFont &cached = fonts_[index];
+    const CachedFont &cached = cache_.fonts[index];
     const std::string key = textKey(text, index);
-    auto found = shaped_.find(key);
-    if (found == shaped_.end()) {
-        if (shaped_.size() > textCacheLimit) shaped_.clear();
+    auto found = cache_.shaped.find(key);
+    if (found == cache_.shaped.end()) {
+        if (cache_.shaped.size() > textCacheLimit) cache_.shaped.clear();
         QStaticText shaped(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
         shaped.setTextFormat(Qt::PlainText);
         shaped.setPerformanceHint(QStaticText::AggressiveCaching);
         shaped.prepare(QTransform(), cached.font);
-        found = shaped_.emplace(key, std::move(shaped)).first;
+        found = cache_.shaped.emplace(key, std::move(shaped)).first;
     }
     painter_.setFont(cached.font);
     painter_.setPen(toQColor(color));
@@ -292,12 +312,12 @@ template <typename Rasterize> bool QtCanvas::drawRasterized(const Rect &logicalB
                                                                     largestBatchSide, largestBatchSide));
     if (pixels.isEmpty()) return true;
 
-    if (scratch_.width() < pixels.width() || scratch_.height() < pixels.height()) {
-        scratch_ = QImage(std::max(pixels.width(), scratch_.width()), std::max(pixels.height(), scratch_.height()),
+    if (cache_.scratch.width() < pixels.width() || cache_.scratch.height() < pixels.height()) {
+        cache_.scratch = QImage(std::max(pixels.width(), cache_.scratch.width()), std::max(pixels.height(), cache_.scratch.height()),
                           QImage::Format_ARGB32_Premultiplied);
     }
-    PixelSurface surface{reinterpret_cast<std::uint32_t *>(scratch_.bits()), pixels.width(), pixels.height(),
-                         static_cast<int>(scratch_.bytesPerLine() / 4)};
+    PixelSurface surface{reinterpret_cast<std::uint32_t *>(cache_.scratch.bits()), pixels.width(), pixels.height(),
+                         static_cast<int>(cache_.scratch.bytesPerLine() / 4)};
     for (int y = 0; y < surface.height; ++y)
         std::fill_n(surface.pixels + static_cast<std::ptrdiff_t>(y) * surface.stride, surface.width, 0u);
 
@@ -309,10 +329,10 @@ template <typename Rasterize> bool QtCanvas::drawRasterized(const Rect &logicalB
     // Draw the pixels back exactly where they belong: with the world transform reset,
     // only the device pixel ratio scales, and the image carries the same ratio.
     const double ratio = painter_.device() ? painter_.device()->devicePixelRatio() : 1.0;
-    scratch_.setDevicePixelRatio(ratio);
+    cache_.scratch.setDevicePixelRatio(ratio);
     painter_.save();
     painter_.resetTransform();
-    painter_.drawImage(QPointF(pixels.x() / ratio, pixels.y() / ratio), scratch_,
+    painter_.drawImage(QPointF(pixels.x() / ratio, pixels.y() / ratio), cache_.scratch,
                        QRectF(0.0, 0.0, pixels.width(), pixels.height()));
     painter_.restore();
     return true;
@@ -334,7 +354,7 @@ void QtCanvas::strokeSegments(std::span<const ColoredSegment> segments)
     }
     const bool drawn = drawRasterized({left, top, right - left, bottom - top},
                                       [this, segments](PixelSurface &surface, double scale, double dx, double dy) {
-        rasterizeSegments(surface, segments, scale, dx, dy, glow_);
+        rasterizeSegments(surface, segments, scale, dx, dy, cache_.glow);
     });
     if (drawn) return;
     for (const ColoredSegment &s : segments) strokeLine(s.from, s.to, s.color, {s.width, LineCap::Round});
@@ -343,26 +363,13 @@ void QtCanvas::strokeSegments(std::span<const ColoredSegment> segments)
 void QtCanvas::fillDiscs(std::span<const ColoredDisc> discs)
 {
     if (discs.empty()) return;
-    double left = discs.front().center.x;
-    double right = left;
-    double top = discs.front().center.y;
-    double bottom = top;
-    for (const ColoredDisc &d : discs) {
-        const double reach = d.diameter * 0.5 + 1.0;
-        left = std::min(left, d.center.x - reach);
-        right = std::max(right, d.center.x + reach);
-        top = std::min(top, d.center.y - reach);
-        bottom = std::max(bottom, d.center.y + reach);
-    }
-    const bool drawn = drawRasterized({left, top, right - left, bottom - top},
-                                      [discs](PixelSurface &surface, double scale, double dx, double dy) {
-        for (const ColoredDisc &d : discs) {
-            coverage_rasterizer::fillDisc(surface, d.center.x * scale + dx, d.center.y * scale + dy,
-                                          d.diameter * scale, d.color);
-        }
-    });
-    if (drawn) return;
-    for (const ColoredDisc &d : discs) fillEllipse(Rect::centeredAt(d.center, d.diameter, d.diameter), d.color);
+    // A disc is a segment of no length with round caps: as segments, a disc's wide
+    // translucent glow followed by its dot is recognised as a glow and drawn at reduced
+    // resolution, like the glow of a line.
+    std::vector<ColoredSegment> &segments = cache_.discSegments;
+    segments.clear();
+    for (const ColoredDisc &d : discs) segments.push_back({d.center, d.center, d.color, d.diameter});
+    strokeSegments(segments);
 }
 
 void QtCanvas::strokeArcs(std::span<const ColoredArc> arcs)
@@ -394,4 +401,55 @@ void QtCanvas::strokeArcs(std::span<const ColoredArc> arcs)
         else
             strokeArc(a.center, a.radius, a.startDegrees, a.sweepDegrees, a.color, style);
     }
+}
+
+void QtCanvas::drawCached(std::uint64_t key, const Rect &bounds, const std::function<void(Canvas &)> &draw)
+{
+    const QTransform transform = painter_.deviceTransform();
+    if (transform.type() > QTransform::TxScale || transform.m11() != transform.m22() || transform.m11() <= 0.0 ||
+        bounds.isEmpty()) {
+        draw(*this);
+        return;
+    }
+    // The image covers whole device pixels and is drawn with the content at the same
+    // sub-pixel position it would have had, so the copy matches drawing in place.
+    const QRectF device = transform.mapRect(toQRect(bounds));
+    const QRect pixels = device.toAlignedRect();
+    if (pixels.width() > largestBatchSide || pixels.height() > largestBatchSide) {
+        draw(*this);
+        return;
+    }
+    const QPointF phase = device.topLeft() - QPointF(pixels.topLeft());
+    const std::uint64_t layerKey = ContentKey()
+                                       .add(key)
+                                       .add(transform.m11())
+                                       .add(static_cast<int>(std::lround(phase.x() * 64.0)))
+                                       .add(static_cast<int>(std::lround(phase.y() * 64.0)))
+                                       .add(pixels.width())
+                                       .add(pixels.height())
+                                       .value();
+    QtCanvasCache::Layer &layer = cache_.layers[layerKey];
+    layer.lastUsed = cache_.frame;
+    if (layer.image.isNull()) {
+        layer.image = QImage(pixels.size(), QImage::Format_ARGB32_Premultiplied);
+        layer.image.fill(Qt::transparent);
+        // The same resolution as the device, so text in the layer gets the same fonts.
+        if (const QPaintDevice *target = painter_.device()) {
+            layer.image.setDotsPerMeterX(static_cast<int>(std::lround(target->logicalDpiX() / 0.0254)));
+            layer.image.setDotsPerMeterY(static_cast<int>(std::lround(target->logicalDpiY() / 0.0254)));
+        }
+        QPainter imagePainter(&layer.image);
+        imagePainter.setTransform(transform * QTransform::fromTranslate(-pixels.left(), -pixels.top()));
+        QtCanvas imageCanvas(imagePainter, &cache_);
+        draw(imageCanvas);
+    }
+    // Back in device pixels: with the world transform reset, the painter still scales
+    // by the device's pixel ratio, which the image is told to undo.
+    const QPaintDevice *target = painter_.device();
+    const double pixelRatio = target ? target->devicePixelRatioF() : 1.0;
+    layer.image.setDevicePixelRatio(pixelRatio);
+    painter_.save();
+    painter_.resetTransform();
+    painter_.drawImage(QPointF(pixels.topLeft()) / pixelRatio, layer.image);
+    painter_.restore();
 }

@@ -11,11 +11,49 @@
 #include <QStaticText>
 
 #include <string>
+#include <memory>
 #include <unordered_map>
 
 #include <vector>
 
 class QPainter;
+
+// What a QtCanvas keeps between frames: converted fonts and gradient stops, shaped
+// text, scratch images and cached static layers. A window keeps one for all its frames
+// (a canvas lives for one frame); a canvas made without one has its own.
+struct QtCanvasCache {
+    struct CachedFont {
+        Font request;
+        QFont font;
+        QFontMetricsF metrics;
+    };
+    struct CachedStops {
+        std::vector<DrawableGradientStop> source;
+        QGradientStops stops;
+    };
+    struct Layer {
+        QImage image;       // device pixels, premultiplied
+        int lastUsed = 0;   // frame it was last drawn in
+    };
+
+    double pointsPerPixelFactor = 0.0;       // font point size per logical pixel the fonts were made for
+    std::vector<CachedFont> fonts;           // every font requested so far
+    std::vector<CachedStops> gradientStops;  // recently drawn gradients, newest last
+    QImage scratch;                          // batch rasterization buffer, device pixels, grown as needed
+    AreaRasterizer area;                     // coverage of the area under a curve, reused every frame
+    QImage gradientColumn;                   // one pixel wide: the gradient of an area fill per device row
+    std::vector<std::uint32_t> rowColors;    // premultiplied colour per device row of an area fill
+    ReducedResolutionLayer glow;             // glow strokes of a segment batch, at reduced resolution
+    std::vector<ColoredSegment> discSegments; // a disc batch as segments, reused
+    // Shaped text by font and string: read-outs repeat the same few strings, and shaping
+    // costs far more than drawing. Emptied when it grows past a few hundred entries.
+    std::unordered_map<std::string, TextMetrics> measured;
+    std::unordered_map<std::string, QStaticText> shaped;
+    // Static content drawn once and blitted (drawCached), by key; unused ones are dropped.
+    std::unordered_map<std::uint64_t, Layer> layers;
+    int frame = 0;                           // counts frames (outermost canvases) on this cache
+    int depth = 0;                           // canvases alive on this cache (a layer's canvas nests)
+};
 
 // Draws the views with a QPainter, antialiased, in logical points: the painter's
 // device pixel ratio maps them to device pixels, so output stays crisp at any scale.
@@ -23,7 +61,10 @@ class QPainter;
 // drawn every frame.
 class QtCanvas final : public Canvas {
 public:
-    explicit QtCanvas(QPainter &painter);
+    // `cache` (may be null) keeps what is reused from frame to frame; it must outlive
+    // the canvas and only ever be used with one paint device.
+    explicit QtCanvas(QPainter &painter, QtCanvasCache *cache = nullptr);
+    ~QtCanvas() override;
 
     TextMetrics measureText(std::string_view text, const Font &font) const override;
 
@@ -51,21 +92,16 @@ public:
     void fillDiscs(std::span<const ColoredDisc> discs) override;
     void strokeArcs(std::span<const ColoredArc> arcs) override;
     void drawText(Point baselineStart, std::string_view text, const Font &font, const RgbColor &color) override;
+    // Drawn once into an image at the device's resolution and pixel phase, then blitted.
+    void drawCached(std::uint64_t key, const Rect &bounds, const std::function<void(Canvas &)> &draw) override;
 
 private:
-    struct CachedFont {
-        Font request;
-        QFont font;
-        QFontMetricsF metrics;
-    };
-    struct CachedStops {
-        std::vector<DrawableGradientStop> source;
-        QGradientStops stops;
-    };
+    using CachedFont = QtCanvasCache::CachedFont;
+    using CachedStops = QtCanvasCache::CachedStops;
 
     // Index of the font in fonts_, converting it on first use.
     std::size_t fontIndex(const Font &font) const;
-    const CachedFont &cachedFont(const Font &font) const { return fonts_[fontIndex(font)]; }
+    const CachedFont &cachedFont(const Font &font) const { return cache_.fonts[fontIndex(font)]; }
     static std::string textKey(std::string_view text, std::size_t fontIndex);
     const QGradientStops &cachedStops(std::span<const DrawableGradientStop> stops) const;
     QBrush brush(const LinearGradient &gradient) const;
@@ -79,16 +115,6 @@ private:
     bool fillAreaUnderCurve(const Path &path, const LinearGradient &gradient);
 
     QPainter &painter_;
-    double pointsPerPixelFactor_ = 1.0;               // font point size per logical pixel of the device
-    mutable std::vector<CachedFont> fonts_;          // every font requested so far
-    mutable std::vector<CachedStops> gradientStops_; // recently drawn gradients, newest last
-    QImage scratch_; // batch rasterization buffer, device pixels, grown as needed
-    AreaRasterizer area_;        // coverage of the area under a curve, reused every frame
-    QImage gradientColumn_;      // one pixel wide: the gradient of an area fill per device row
-    std::vector<std::uint32_t> rowColors_; // premultiplied colour per device row of an area fill
-    ReducedResolutionLayer glow_; // glow strokes of a segment batch, at reduced resolution
-    // Shaped text by font and string: read-outs repeat the same few strings, and shaping
-    // costs far more than drawing. Emptied when it grows past a few hundred entries.
-    mutable std::unordered_map<std::string, TextMetrics> measured_;
-    mutable std::unordered_map<std::string, QStaticText> shaped_;
+    std::unique_ptr<QtCanvasCache> ownCache_; // when no cache was handed in
+    QtCanvasCache &cache_;                    // kept between frames by the window
 };
