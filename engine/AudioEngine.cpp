@@ -117,10 +117,18 @@ void AudioEngine::setInputDeviceBackend(std::shared_ptr<SpectralSettingsSink> ba
     if (inputDeviceBackend_ && !displayActive_) pushSpectralSettings();
 }
 
+void AudioEngine::setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter)
+{
+    loudnessMeter_ = std::move(meter);
+    if (loudnessMeter_) loudnessMeter_->setQueriesWanted(displayActive_);
+}
+
 void AudioEngine::setDisplayActive(bool active)
 {
     if (active == displayActive_) return;
     displayActive_ = active;
+    // Nobody reads the loudness while nothing is on screen; the measurement goes on.
+    if (loudnessMeter_) loudnessMeter_->setQueriesWanted(active);
     if (tickSource_ == TickSource::displayLink) {
         if (active) {
             displayLink_ = std::make_unique<DisplayLink>(refreshRate_ > 0.0 ? refreshRate_ : DisplayLink::defaultRefreshRate,

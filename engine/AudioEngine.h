@@ -60,7 +60,7 @@ public:
     const std::shared_ptr<AudioCaptureBackend> &activeBackend() const { return activeBackend_; }
 
     // The measurement whose values the tick publishes (the same one the back-end feeds).
-    void setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter) { loudnessMeter_ = std::move(meter); }
+    void setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter);
     const std::shared_ptr<LoudnessMeter> &loudnessMeter() const { return loudnessMeter_; }
 
     // Set only while the default-input back-end runs: it receives the analysis settings

@@ -101,12 +101,13 @@ void LUFSRingMeterView::draw(Canvas &canvas, Size size, const MeterValues &value
     const Geometry g = geometry(size);
     if (g.radii[2] <= ringWidth * 0.5) return; // too small to show three rings
 
+    // The tracks and the target zone only change with the size and the preset: drawn
+    // once, then copied under the moving arcs.
     strokes_.clear();
     for (const double radius : g.radii) {
         strokes_.push_back({g.center, radius, arcStartDegrees, 360.0, palette::withOpacity(palette::white, trackOpacity),
                             ringWidth});
     }
-
     if (settings.preset) {
         const double lower = arcFraction(settings.preset->integratedTarget - settings.preset->tolerance);
         const double upper = arcFraction(settings.preset->integratedTarget + settings.preset->tolerance);
@@ -115,6 +116,15 @@ void LUFSRingMeterView::draw(Canvas &canvas, Size size, const MeterValues &value
                                 palette::withOpacity(palette::yellow, targetZoneOpacity), ringWidth});
         }
     }
+    ContentKey key;
+    key.add(ringWidth).add(static_cast<int>(strokes_.size()));
+    for (const ColoredArc &arc : strokes_) {
+        key.add(arc.center.x).add(arc.center.y).add(arc.radius).add(arc.startDegrees).add(arc.sweepDegrees).add(arc.color);
+    }
+    const double reach = *std::max_element(g.radii.begin(), g.radii.end()) + ringWidth;
+    canvas.drawCached(key.value(), Rect::centeredAt(g.center, 2.0 * reach, 2.0 * reach),
+                      [this](Canvas &layer) { layer.strokeArcs(strokes_); });
+    strokes_.clear();
 
     const std::array<double, 3> targets = {arcFraction(values.momentaryLUFS), arcFraction(values.shortTermLUFS),
                                            arcFraction(values.integratedLUFS)};

@@ -91,36 +91,59 @@ void NumericalMeterView::draw(Canvas &canvas, Size window, const MeterValues &va
                               const NumericalMeterSettings &settings, const NumericalMeterState &state)
 {
     const NumericalMeterLayout parts = layout(window, settings, state, canvas);
-    canvas.fillRect({0.0, 0.0, window.width, window.height}, settings.background);
+    const Font titleFontValue = columnHeaderFont();
+    const double titleHeight = canvas.measureText("LEFT", titleFontValue).height();
+    const auto rowOrigins = [&](int channel) {
+        const Rect &column = parts.columns[static_cast<std::size_t>(channel)];
+        std::array<Point, 3> origins;
+        double y = column.y + titleHeight + headerRowGap;
+        for (Point &origin : origins) {
+            origin = {column.x, y};
+            y += NumericalValue().rowHeight(canvas) + rowSpacing;
+        }
+        return origins;
+    };
 
-    const RgbColor strip = palette::withOpacity(palette::white, stripOpacity);
-    if (parts.header) {
-        canvas.fillRect(*parts.header, strip);
-        const Rect title{stripPadding, parts.header->y, parts.header->width - 2.0 * stripPadding, headerHeight};
-        drawTextInRect(canvas, {"NUMERICAL", titleFont(), palette::gray}, title, HorizontalAlignment::Leading);
-    }
-    if (parts.closeButton) {
-        drawSymbol(canvas, Symbol::XMark, parts.closeButton->center(), closeSymbolSize,
-                   palette::withOpacity(palette::gray, closeSymbolOpacity), SymbolWeight::Bold);
-    }
+    // Everything but the numbers changes only with the size, the strips, the hover and
+    // the running state: drawn once, then copied under the numbers.
+    const ContentKey key = ContentKey()
+                               .add(window.width)
+                               .add(window.height)
+                               .add(settings.background)
+                               .add(static_cast<int>(settings.showTitleBars))
+                               .add(static_cast<int>(state.isHovering))
+                               .add(static_cast<int>(state.engineRunning));
+    canvas.drawCached(key.value(), {0.0, 0.0, window.width, window.height}, [&](Canvas &layer) {
+        layer.fillRect({0.0, 0.0, window.width, window.height}, settings.background);
+        const RgbColor strip = palette::withOpacity(palette::white, stripOpacity);
+        if (parts.header) {
+            layer.fillRect(*parts.header, strip);
+            const Rect title{stripPadding, parts.header->y, parts.header->width - 2.0 * stripPadding, headerHeight};
+            drawTextInRect(layer, {"NUMERICAL", titleFont(), palette::gray}, title, HorizontalAlignment::Leading);
+        }
+        if (parts.closeButton) {
+            drawSymbol(layer, Symbol::XMark, parts.closeButton->center(), closeSymbolSize,
+                       palette::withOpacity(palette::gray, closeSymbolOpacity), SymbolWeight::Bold);
+        }
+        for (int channel = 0; channel < 2; ++channel) {
+            const Rect &column = parts.columns[static_cast<std::size_t>(channel)];
+            drawTextInRect(layer, {columnTitles[static_cast<std::size_t>(channel)], titleFontValue, palette::gray},
+                           {column.x, column.y, column.width, titleHeight}, HorizontalAlignment::Leading);
+            const std::array<Point, 3> origins = rowOrigins(channel);
+            const std::array<NumericalValue, 3> labels = rows(values, channel, settings.gradient);
+            for (std::size_t i = 0; i < labels.size(); ++i) labels[i].drawLabels(layer, origins[i]);
+        }
+        if (parts.footer) {
+            layer.fillRect(*parts.footer, strip);
+            drawTextInRect(layer, {"RESET MAX", resetFont(), palette::gray}, *parts.resetButton,
+                           HorizontalAlignment::Leading);
+            layer.fillEllipse(*parts.runningDot, state.engineRunning ? palette::green : palette::red);
+        }
+    });
 
     for (int channel = 0; channel < 2; ++channel) {
-        const Rect &column = parts.columns[static_cast<std::size_t>(channel)];
-        const Font titleFontValue = columnHeaderFont();
-        const double titleHeight = canvas.measureText("LEFT", titleFontValue).height();
-        drawTextInRect(canvas, {columnTitles[static_cast<std::size_t>(channel)], titleFontValue, palette::gray},
-                       {column.x, column.y, column.width, titleHeight}, HorizontalAlignment::Leading);
-        double y = column.y + titleHeight + headerRowGap;
-        for (const NumericalValue &row : rows(values, channel, settings.gradient)) {
-            row.draw(canvas, {column.x, y});
-            y += row.rowHeight(canvas) + rowSpacing;
-        }
-    }
-
-    if (parts.footer) {
-        canvas.fillRect(*parts.footer, strip);
-        drawTextInRect(canvas, {"RESET MAX", resetFont(), palette::gray}, *parts.resetButton,
-                       HorizontalAlignment::Leading);
-        canvas.fillEllipse(*parts.runningDot, state.engineRunning ? palette::green : palette::red);
+        const std::array<Point, 3> origins = rowOrigins(channel);
+        const std::array<NumericalValue, 3> numbers = rows(values, channel, settings.gradient);
+        for (std::size_t i = 0; i < numbers.size(); ++i) numbers[i].drawValue(canvas, origins[i]);
     }
 }

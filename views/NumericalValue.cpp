@@ -27,17 +27,35 @@ double NumericalValue::rowWidth(const TextMeasurer &measurer) const
 
 void NumericalValue::draw(Canvas &canvas, Point origin) const
 {
-    const double height = rowHeight(canvas);
-    const Rect labelRect{origin.x, origin.y, labelWidth, height};
-    const Rect valueRect{labelRect.right() + spacing, origin.y, valueWidth, height};
-    const double unitWidth = canvas.measureText("dB", labelFont).width;
-    const Rect unitRect{valueRect.right() + spacing, origin.y, unitWidth, height};
+    drawLabels(canvas, origin);
+    drawValue(canvas, origin);
+}
 
-    // All three share the value's baseline, as one row of text does.
-    const double valueBaseline =
-        valueRect.centerY() + (canvas.measureText("0", valueFont).ascent - canvas.measureText("0", valueFont).descent) * 0.5;
-    const TextMetrics valueMetrics = canvas.measureText(formatValue(value), valueFont);
-    canvas.drawText({labelRect.x, valueBaseline}, label, labelFont, palette::withOpacity(palette::gray, labelOpacity));
-    canvas.drawText({valueRect.right() - valueMetrics.width, valueBaseline}, formatValue(value), valueFont, color);
-    canvas.drawText({unitRect.x, valueBaseline}, "dB", labelFont, palette::withOpacity(palette::gray, unitOpacity));
+namespace {
+
+// All three texts of a row share the value's baseline, as one row of text does.
+double valueBaseline(const TextMeasurer &measurer, const Font &valueFont, double top, double height)
+{
+    const TextMetrics zero = measurer.measureText("0", valueFont);
+    return top + height * 0.5 + (zero.ascent - zero.descent) * 0.5;
+}
+
+} // namespace
+
+void NumericalValue::drawLabels(Canvas &canvas, Point origin) const
+{
+    const double height = rowHeight(canvas);
+    const double baseline = valueBaseline(canvas, valueFont, origin.y, height);
+    const double unitX = origin.x + labelWidth + spacing + valueWidth + spacing;
+    canvas.drawText({origin.x, baseline}, label, labelFont, palette::withOpacity(palette::gray, labelOpacity));
+    canvas.drawText({unitX, baseline}, "dB", labelFont, palette::withOpacity(palette::gray, unitOpacity));
+}
+
+void NumericalValue::drawValue(Canvas &canvas, Point origin) const
+{
+    const double height = rowHeight(canvas);
+    const double baseline = valueBaseline(canvas, valueFont, origin.y, height);
+    const double valueRight = origin.x + labelWidth + spacing + valueWidth;
+    const std::string text = formatValue(value);
+    canvas.drawText({valueRight - canvas.measureText(text, valueFont).width, baseline}, text, valueFont, color);
 }

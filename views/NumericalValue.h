@@ -28,4 +28,7 @@ struct NumericalValue {
     double rowWidth(const TextMeasurer &measurer) const;
     // Draws the row with its top-left corner at origin.
     void draw(Canvas &canvas, Point origin) const;
+    // The two halves of draw(): the label and unit, which never change, and the number.
+    void drawLabels(Canvas &canvas, Point origin) const;
+    void drawValue(Canvas &canvas, Point origin) const;
 };

@@ -75,7 +75,13 @@ void LoudnessMeter::addFrames(const float *left, const float *right, std::size_t
         std::copy_n(left, n, buffer);
     }
     ebur128_add_frames_float(state_.handle, buffer, n);
-    updateCachedValues();
+    if (queriesWanted_.load(std::memory_order_relaxed)) {
+        updateCachedValues();
+    } else {
+        // The block still counts, so integrated and range keep their every-fifth-block rhythm.
+        state_.addFramesCount += 1;
+        state_.refreshAll = true;
+    }
 }
 
 void LoudnessMeter::updateCachedValues()
@@ -103,13 +109,19 @@ void LoudnessMeter::updateCachedValues()
     }
 
     state_.addFramesCount += 1;
-    if (state_.addFramesCount % slowQueryInterval == 0) {
-        if (ebur128_loudness_global(handle, &value) == EBUR128_SUCCESS) {
-            values.integrated = loudnessOr(value, noLoudness);
-        }
-        if (ebur128_loudness_range(handle, &value) == EBUR128_SUCCESS) {
-            values.loudnessRange = loudnessOr(value, noRange);
-        }
+    if (state_.addFramesCount % slowQueryInterval == 0 || state_.refreshAll) updateSlowValues();
+    state_.refreshAll = false;
+}
+
+void LoudnessMeter::updateSlowValues()
+{
+    LoudnessValues &values = state_.cachedValues;
+    double value = 0.0;
+    if (ebur128_loudness_global(state_.handle, &value) == EBUR128_SUCCESS) {
+        values.integrated = loudnessOr(value, noLoudness);
+    }
+    if (ebur128_loudness_range(state_.handle, &value) == EBUR128_SUCCESS) {
+        values.loudnessRange = loudnessOr(value, noRange);
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <ebur128.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -53,6 +54,12 @@ public:
     // Main thread: the values cached by the latest addFrames().
     LoudnessValues read() const;
 
+    // Any thread. While nobody reads the values (no meter on screen), the per-block
+    // queries are skipped and only the measurement itself runs; the first block after
+    // they are wanted again refreshes every value, so what is read then is what would
+    // have been read had they never stopped. Initially wanted.
+    void setQueriesWanted(bool wanted) { queriesWanted_.store(wanted, std::memory_order_relaxed); }
+
     int channels() const { return channels_; }
     // False when libebur128 refused the channel count or sample rate.
     bool isMeasuring() const { return state_.handle != nullptr; }
@@ -63,12 +70,15 @@ private:
         std::vector<float> interleaveBuffer; // channels x maxFrames samples handed to the library
         LoudnessValues cachedValues;         // results after the latest block
         std::int64_t addFramesCount = 0;     // blocks fed so far
+        bool refreshAll = false;             // queries were skipped: refresh everything next time
         int channels = 0;                    // channel count of the measurement
     };
 
     void updateCachedValues();
+    void updateSlowValues();
 
     const int channels_;      // channel count as constructed; readable without the lock
     mutable SpinLock lock_;   // guards state_
+    std::atomic<bool> queriesWanted_{true}; // the cached values are read: query per block
     MeterState state_;        // everything the audio thread touches
 };

@@ -118,6 +118,28 @@ TEST(LoudnessMeter, SlowQueriesRunOnEveryFifthBlockOnly)
     EXPECT_GT(meter.read().truePeakLeft, meter.read().truePeakRight + 5.0);
 }
 
+// While nobody reads it the meter only measures; the first block after the values are
+// wanted again gives what continuous querying would have given.
+TEST(LoudnessMeter, SkippedQueriesLeaveTheValuesAsTheyWereAndComeBackExact)
+{
+    constexpr std::size_t blockSize = 4096;
+    const Stereo signal = steppedTones(8000, 23 * blockSize);
+    LoudnessMeter meter(2, 8000);
+    Reference reference(8000);
+    LoudnessValues beforeHiding;
+    for (std::size_t block = 1; block <= 23; ++block) {
+        const std::size_t offset = (block - 1) * blockSize;
+        if (block == 11) beforeHiding = meter.read();
+        meter.setQueriesWanted(block < 11 || block > 22);
+        meter.addFrames(&signal.left[offset], &signal.right[offset], blockSize);
+        reference.add(&signal.left[offset], &signal.right[offset], blockSize);
+        if (block > 10 && block < 23) expectValuesNear(meter.read(), beforeHiding, 0.0);
+    }
+    // Block 23 is no fifth block, yet integrated and range are refreshed with the rest.
+    expectValuesNear(meter.read(), reference.values(), 0.0);
+    EXPECT_NE(meter.read().integrated, beforeHiding.integrated);
+}
+
 // However the stream is cut into blocks, the meter ends with the library's figures for
 // the frames it measured: all of them, or the first 4096 of each longer block.
 TEST(LoudnessMeter, SplittingTheStreamDoesNotChangeTheMeasurement)

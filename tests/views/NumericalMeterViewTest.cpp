@@ -83,7 +83,8 @@ TEST(NumericalMeterView, DrawsStripsTitlesAndTheRunningDot)
 }
 
 // Left column then right, each PEAK, MAX, RMS of its own channel, coloured by the
-// gradient at the value shown.
+// gradient at the value shown. The titles, labels and units come first (they are the
+// window's static layer), then the numbers over them.
 TEST(NumericalMeterView, ColumnsShowEachChannelsRowsInOrder)
 {
     RecordingCanvas canvas;
@@ -91,8 +92,8 @@ TEST(NumericalMeterView, ColumnsShowEachChannelsRowsInOrder)
     NumericalMeterView::draw(canvas, {240.0, 130.0}, sampleValues(), settings, {});
     std::vector<std::string> texts;
     for (const auto &t : canvas.commandsOfKind(Kind::Text)) texts.push_back(t.text);
-    EXPECT_EQ(texts, (std::vector<std::string>{"LEFT",  "PEAK", "-12.0", "dB", "MAX", "-3.0",  "dB", "RMS", "-20.0", "dB",
-                                               "RIGHT", "PEAK", "-\u221E", "dB", "MAX", "+1.5", "dB", "RMS", "-30.0", "dB"}));
+    EXPECT_EQ(texts, (std::vector<std::string>{"LEFT", "PEAK", "dB", "MAX", "dB", "RMS", "dB", "RIGHT", "PEAK", "dB", "MAX",
+                                               "dB", "RMS", "dB", "-12.0", "-3.0", "-20.0", "-\u221E", "+1.5", "-30.0"}));
     expectColorNear(canvas.textCommands("-3.0").at(0).color, settings.gradient.colorAt(-3.0f));
     expectColorNear(canvas.textCommands("+1.5").at(0).color, settings.gradient.colorAt(1.5f));
     EXPECT_GT(canvas.textCommands("RIGHT").at(0).from.x, canvas.textCommands("LEFT").at(0).from.x + 80.0);
