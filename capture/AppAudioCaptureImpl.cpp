@@ -25,28 +25,9 @@ PipeWireCaptureStream::Options streamOptions()
 } // namespace
 
 AppAudioCaptureImpl::AppAudioCaptureImpl(PipeWireConnection &connection, QSet<QString> bundleIDs)
-    : LinkedCaptureBackend(connection, streamOptions(), *this, LinkRouting::stereoFold, captureSampleRate),
-      targetBundleIDs_(std::move(bundleIDs)), processor_(std::make_shared<CaptureBlockProcessor>(processorConfig()))
+    : LinkedCaptureBackend(connection, streamOptions(), processorConfig(), LinkRouting::stereoFold),
+      targetBundleIDs_(std::move(bundleIDs))
 {
-}
-
-AppAudioCaptureImpl::~AppAudioCaptureImpl() { stop(); }
-
-void AppAudioCaptureImpl::setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter)
-{
-    processor_->setLoudnessMeter(std::move(meter));
 }
 
 bool AppAudioCaptureImpl::wantsStream(const PlaybackStream &stream) const { return stream.matches(targetBundleIDs_); }
-
-void AppAudioCaptureImpl::setDelivering(bool delivering) { processor_->setProcessingEnabled(delivering); }
-
-void AppAudioCaptureImpl::streamFormatChanged(double sampleRate, int) noexcept
-{
-    if (sampleRate > 0.0) processor_->setSampleRate(sampleRate);
-}
-
-void AppAudioCaptureImpl::processBlock(const float *left, const float *right, std::size_t frameCount) noexcept
-{
-    processor_->processPlanar(left, right, frameCount);
-}

@@ -84,13 +84,7 @@ void AudioEngineControl::enableAppAudioMode()
             setErrorMessage(QStringLiteral("SCK Capture failed: ") + reason);
         });
     });
-    engine_->setActiveBackend(backend.reader());
-    engine_->setInputDeviceBackend(nullptr);
-    engine_->setCurrentSampleRate(static_cast<float>(backend.sampleRate()));
-    setIsRunning(true);
-    setErrorMessage({});
-    silenceWatch_.reset();
-    attachLoudnessMeter(backend);
+    feedEngineFrom(backend);
 }
 
 void AudioEngineControl::disableAppAudioMode()

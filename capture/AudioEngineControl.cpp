@@ -180,15 +180,20 @@ void AudioEngineControl::activate(std::unique_ptr<CaptureBackend> backend)
     connect(backend_.get(), &CaptureBackend::configurationChanged, this,
             &AudioEngineControl::handleBackendConfigurationChanged);
     connect(backend_.get(), &CaptureBackend::failed, this, &AudioEngineControl::handleBackendFailed);
+    feedEngineFrom(*backend_);
+}
+
+void AudioEngineControl::feedEngineFrom(CaptureBackend &backend)
+{
     if (engine_) {
-        engine_->setActiveBackend(backend_->reader());
-        engine_->setInputDeviceBackend(backend_->spectralSink());
-        engine_->setCurrentSampleRate(static_cast<float>(backend_->sampleRate()));
+        engine_->setActiveBackend(backend.reader());
+        engine_->setInputDeviceBackend(backend.spectralSink());
+        engine_->setCurrentSampleRate(static_cast<float>(backend.sampleRate()));
     }
     setIsRunning(true);
     setErrorMessage({});
     silenceWatch_.reset();
-    attachLoudnessMeter(*backend_);
+    attachLoudnessMeter(backend);
 }
 
 void AudioEngineControl::attachLoudnessMeter(CaptureBackend &backend)
@@ -414,7 +419,7 @@ void AudioEngineControl::reportServerUnreachable()
 
 void AudioEngineControl::handleBackendConfigurationChanged()
 {
-    CaptureBackend *active = appBackend_ ? appBackend_.get() : backend_.get();
+    CaptureBackend *active = currentBackend();
     if (!active || !engine_) return;
     const auto rate = static_cast<float>(active->sampleRate());
     if (rate == engine_->currentSampleRate()) return;
@@ -440,7 +445,7 @@ void AudioEngineControl::handleBackendFailed(const QString &reason)
     });
 }
 
-const CaptureBackend *AudioEngineControl::activeCaptureBackend() const
+CaptureBackend *AudioEngineControl::currentBackend() const
 {
     return appBackend_ ? appBackend_.get() : backend_.get();
 }

@@ -102,7 +102,7 @@ public:
     QStringList availableInputDevices() const { return availableInputDevices_; }
     bool isRestartingEngine() const { return isRestartingEngine_; }
     // The back-end the engine reads, or nullptr.
-    const CaptureBackend *activeCaptureBackend() const;
+    const CaptureBackend *activeCaptureBackend() const { return currentBackend(); }
 
     // --- process tap ---
 
@@ -164,6 +164,10 @@ private:
     void startEngineWithDevice(std::uint32_t id);
     // Makes `backend` the engine's source with a fresh loudness measurement.
     void activate(std::unique_ptr<CaptureBackend> backend);
+    // Points the engine at `backend` with a fresh loudness measurement and marks capture running.
+    void feedEngineFrom(CaptureBackend &backend);
+    // Application audio while it runs, else the device or tap back-end, or nullptr.
+    CaptureBackend *currentBackend() const;
     void attachLoudnessMeter(CaptureBackend &backend);
     // Changes the selection without persisting it or restarting (the guard is held).
     void selectWhileRestarting(const QString &device);

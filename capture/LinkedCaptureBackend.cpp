@@ -2,17 +2,16 @@
 
 #include "capture/pipewire/PipeWireConnection.h"
 #include "capture/pipewire/PipeWireStreamGraph.h"
-#include "engine/dsp/CaptureBlockProcessor.h"
 
 #include <unistd.h>
 
 #include <set>
 
 LinkedCaptureBackend::LinkedCaptureBackend(PipeWireConnection &connection, PipeWireCaptureStream::Options options,
-                                           PipeWireCaptureStream::BlockSink &sink, LinkRouting routing,
-                                           double assumedSampleRate)
-    : connection_(connection), routing_(routing), assumedSampleRate_(assumedSampleRate),
-      stream_(connection, std::move(options), sink), links_(connection)
+                                           const CaptureBlockProcessor::Config &processorConfig, LinkRouting routing)
+    : connection_(connection), routing_(routing),
+      processor_(std::make_shared<CaptureBlockProcessor>(processorConfig)),
+      stream_(connection, std::move(options), *this), links_(connection)
 {
     relinkTimer_.setSingleShot(true);
     relinkTimer_.setInterval(relinkDelay);
@@ -57,7 +56,24 @@ void LinkedCaptureBackend::stop()
 double LinkedCaptureBackend::sampleRate() const
 {
     const double negotiated = stream_.format().sampleRate;
-    return negotiated > 0.0 ? negotiated : assumedSampleRate_;
+    return negotiated > 0.0 ? negotiated : processor_->sampleRate();
+}
+
+void LinkedCaptureBackend::setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter)
+{
+    processor_->setLoudnessMeter(std::move(meter));
+}
+
+void LinkedCaptureBackend::setDelivering(bool delivering) { processor_->setProcessingEnabled(delivering); }
+
+void LinkedCaptureBackend::streamFormatChanged(double sampleRate, int) noexcept
+{
+    if (sampleRate > 0.0) processor_->setSampleRate(sampleRate);
+}
+
+void LinkedCaptureBackend::processBlock(const float *left, const float *right, std::size_t frameCount) noexcept
+{
+    processor_->processPlanar(left, right, frameCount);
 }
 
 void LinkedCaptureBackend::scheduleRelink()
@@ -97,7 +113,7 @@ void LinkedCaptureBackend::handleFormatChanged(double, int channels)
 
 void LinkedCaptureBackend::checkForStall()
 {
-    const std::uint64_t blocks = blockProcessor().blockCount();
-    if (blocks == lastBlockCount_) blockProcessor().resetLevels();
+    const std::uint64_t blocks = processor_->blockCount();
+    if (blocks == lastBlockCount_) processor_->resetLevels();
     lastBlockCount_ = blocks;
 }

@@ -5,6 +5,7 @@
 #include "capture/pipewire/PipeWireCaptureStream.h"
 #include "capture/pipewire/PipeWireLinkSet.h"
 #include "capture/pipewire/PlaybackStreams.h"
+#include "engine/dsp/CaptureBlockProcessor.h"
 
 #include <QElapsedTimer>
 #include <QTimer>
@@ -20,8 +21,9 @@ class PipeWireConnection;
 // A capture back-end whose stream the session manager leaves alone: it links the
 // playback streams it wants to its own node itself and keeps those links in step with
 // the graph, as streams open and close, until stop() removes them. The playback
-// streams keep their own links, so what they play stays audible.
-class LinkedCaptureBackend : public CaptureBackend {
+// streams keep their own links, so what they play stays audible. Its stereo blocks end
+// in a block processor the engine's tick reads.
+class LinkedCaptureBackend : public CaptureBackend, private PipeWireCaptureStream::BlockSink {
     Q_OBJECT
 
 public:
@@ -44,26 +46,33 @@ public:
 
     int linkedStreamCount() const override { return linkedStreams_; }
     double sampleRate() const override;
+    std::shared_ptr<AudioCaptureBackend> reader() const override { return processor_; }
+    int channelCount() const override { return 2; }
+    void setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter) override;
+    // Silence from an application is no failure the back-end could report.
+    bool watchesForSilence() const override { return true; }
+    CaptureBlockProcessor &processor() { return *processor_; }
     // Main thread: the links made right now.
     std::size_t linkCount() const { return links_.size(); }
 
 protected:
-    // `sink` receives the stream's blocks; it must outlive the stream (a member of the
-    // derived class is fine: blocks only flow between start() and stop()).
+    // Planar stereo blocks go straight to the processor; a back-end with interleaved
+    // blocks overrides processInterleavedBlock(). A derived class whose block path uses
+    // members of its own calls stop() in its destructor.
     LinkedCaptureBackend(PipeWireConnection &connection, PipeWireCaptureStream::Options options,
-                         PipeWireCaptureStream::BlockSink &sink, LinkRouting routing, double assumedSampleRate);
+                         const CaptureBlockProcessor::Config &processorConfig, LinkRouting routing);
 
     // The playback streams to link, out of the current graph.
     virtual bool wantsStream(const PlaybackStream &stream) const = 0;
     // Called on the main thread before start() connects the stream and after stop()
-    // destroyed it.
-    virtual void setDelivering(bool delivering) = 0;
-    // The processor the blocks end in.
-    virtual CaptureBlockProcessor &blockProcessor() = 0;
+    // destroyed it; switches the processor.
+    virtual void setDelivering(bool delivering);
 
     PipeWireConnection &connection() { return connection_; }
 
 private:
+    void streamFormatChanged(double sampleRate, int channels) noexcept override;
+    void processBlock(const float *left, const float *right, std::size_t frameCount) noexcept override;
     void scheduleRelink();
     void relink();
     void handleFormatChanged(double sampleRate, int channels);
@@ -71,7 +80,7 @@ private:
 
     PipeWireConnection &connection_;
     const LinkRouting routing_;           // how a stream's channels reach the node
-    const double assumedSampleRate_;      // Hz, until negotiated
+    std::shared_ptr<CaptureBlockProcessor> processor_; // shared with the engine's tick
     PipeWireCaptureStream stream_;        // this back-end's own node
     PipeWireLinkSet links_;               // links from the wanted streams to stream_
     int linkedStreams_ = 0;               // wanted streams with at least one link

@@ -38,22 +38,17 @@ std::vector<std::string> tapPositions(bool deterministic, std::vector<std::strin
 
 ProcessTapCaptureImpl::ProcessTapCaptureImpl(PipeWireConnection &connection, const AudioProcessInfo &process,
                                              bool deterministic, std::vector<std::string> positions)
-    : LinkedCaptureBackend(connection, streamOptions(tapPositions(deterministic, positions)), *this,
-                           deterministic ? LinkRouting::frontPair : LinkRouting::samePosition, assumedSampleRate),
-      process_(process), deterministic_(deterministic),
-      processor_(std::make_shared<CaptureBlockProcessor>(processorConfig())), router_(*processor_),
+    : LinkedCaptureBackend(connection, streamOptions(tapPositions(deterministic, positions)), processorConfig(),
+                           deterministic ? LinkRouting::frontPair : LinkRouting::samePosition),
+      process_(process), deterministic_(deterministic), router_(processor()),
       downmix_(tapPositions(deterministic, std::move(positions))),
       stereoScratch_(2 * ProcessTapRouter::deinterleaveCapacity)
 {
     router_.setDeterministic(deterministic);
 }
 
+// The block path uses the router: stop before it goes.
 ProcessTapCaptureImpl::~ProcessTapCaptureImpl() { stop(); }
-
-void ProcessTapCaptureImpl::setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter)
-{
-    processor_->setLoudnessMeter(std::move(meter));
-}
 
 bool ProcessTapCaptureImpl::wantsStream(const PlaybackStream &stream) const
 {
@@ -64,17 +59,7 @@ void ProcessTapCaptureImpl::setDelivering(bool delivering)
 {
     // Cleared before the node and links go, so no cycle runs against them.
     router_.setEnabled(delivering);
-    processor_->setProcessingEnabled(delivering);
-}
-
-void ProcessTapCaptureImpl::streamFormatChanged(double sampleRate, int) noexcept
-{
-    if (sampleRate > 0.0) processor_->setSampleRate(sampleRate);
-}
-
-void ProcessTapCaptureImpl::processBlock(const float *, const float *, std::size_t) noexcept
-{
-    // The tap's stream is interleaved; planar blocks never arrive.
+    LinkedCaptureBackend::setDelivering(delivering);
 }
 
 void ProcessTapCaptureImpl::processInterleavedBlock(const float *samples, std::size_t frameCount,

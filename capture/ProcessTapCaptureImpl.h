@@ -2,11 +2,9 @@
 
 #include "capture/AudioSources.h"
 #include "capture/LinkedCaptureBackend.h"
-#include "engine/dsp/CaptureBlockProcessor.h"
 #include "engine/dsp/ProcessTapRouter.h"
 #include "engine/dsp/StereoDownmix.h"
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,7 +17,7 @@
 // folds them onto a stereo pair (StereoDownmix), which the mixdown gain then raises.
 // Either way the tap's block path is ProcessTapRouter's: buffer choice, gain,
 // diagnostics, then levels rounded to tenths of a dB, spectrum, scope and loudness.
-class ProcessTapCaptureImpl final : public LinkedCaptureBackend, private PipeWireCaptureStream::BlockSink {
+class ProcessTapCaptureImpl final : public LinkedCaptureBackend {
     Q_OBJECT
 
 public:
@@ -33,28 +31,19 @@ public:
     ~ProcessTapCaptureImpl() override;
 
     Kind kind() const override { return Kind::processTap; }
-    std::shared_ptr<AudioCaptureBackend> reader() const override { return processor_; }
-    int channelCount() const override { return 2; }
-    void setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter) override;
-    bool watchesForSilence() const override { return true; }
     void setMixdownGain(float gain) override { router_.setMixdownGain(gain); }
     float mixdownGain() const override { return router_.mixdownGain(); }
     ProcessTapDiagnostics readDiagnostics() const override { return router_.readDiagnostics(); }
 
     const AudioProcessInfo &process() const { return process_; }
-    CaptureBlockProcessor &processor() { return *processor_; }
 
 private:
     bool wantsStream(const PlaybackStream &stream) const override;
     void setDelivering(bool delivering) override;
-    CaptureBlockProcessor &blockProcessor() override { return *processor_; }
-    void streamFormatChanged(double sampleRate, int channels) noexcept override;
-    void processBlock(const float *left, const float *right, std::size_t frameCount) noexcept override;
     void processInterleavedBlock(const float *samples, std::size_t frameCount, int channels) noexcept override;
 
     const AudioProcessInfo process_;                   // the tapped process
     const bool deterministic_;                         // front pair rather than mixdown
-    std::shared_ptr<CaptureBlockProcessor> processor_; // shared with the engine's tick
     ProcessTapRouter router_;                          // buffer choice, gain, diagnostics
     const StereoDownmix downmix_;                      // the mixdown's fold, fixed per tap
     std::vector<float> stereoScratch_;                 // folded pairs, interleaved
