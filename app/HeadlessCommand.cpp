@@ -144,12 +144,11 @@ bool startTap(AudioEngineControl &control, const QString &name)
 }
 
 // Meters the applications `ids` together; false when none of them plays.
-bool startApps(AudioEngineControl &control, const QSet<QString> &ids)
+bool startApps(AudioEngineControl &control, const AudioPlatform &platform, const QSet<QString> &ids)
 {
     waitFor(
         [&] {
-            control.refreshApps();
-            const auto &running = control.runningAppsForCapture();
+            const std::vector<CapturedApp> running = platform.runningApps();
             return std::any_of(running.begin(), running.end(),
                                [&](const CapturedApp &app) { return ids.contains(app.bundleIdentifier); });
         },
@@ -180,12 +179,7 @@ int runHeadlessCommand(int argc, char **argv)
     MemoryDefaultsStore selectionStore;
     selectionStore.writeString(QString::fromLatin1(AudioEngineControl::selectedInputDeviceKey), options.source);
 
-    QElapsedTimer waited;
-    waited.start();
-    while (platform.access() == AudioPlatform::Access::pending &&
-           std::chrono::milliseconds(waited.elapsed()) < serverAnswerTimeout) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-    }
+    waitFor([&] { return platform.access() != AudioPlatform::Access::pending; }, serverAnswerTimeout);
     if (platform.access() != AudioPlatform::Access::granted) {
         const QString problem = platform.accessProblem();
         printStatus(QStringLiteral("Failed to start audio engine: ") +
@@ -200,7 +194,7 @@ int runHeadlessCommand(int argc, char **argv)
     if (tap || apps) {
         const QString names = options.source.mid(tap ? tapPrefix.size() : appsPrefix.size());
         const QStringList ids = names.split(QLatin1Char(','), Qt::SkipEmptyParts);
-        const bool started = tap ? startTap(control, names) : startApps(control, QSet<QString>(ids.begin(), ids.end()));
+        const bool started = tap ? startTap(control, names) : startApps(control, platform, QSet<QString>(ids.begin(), ids.end()));
         if (!started) {
             printStatus(QStringLiteral("Could not capture \"%1\".").arg(options.source));
             return 1;
