@@ -3,6 +3,7 @@
 #include "app/AppAudioPanel.h"
 #include "app/ProcessTapPanel.h"
 #include "app/SettingsControls.h"
+#include "app/TestTonePanel.h"
 #include "capture/AudioEngineControl.h"
 #include "engine/AudioEngine.h"
 
@@ -57,6 +58,7 @@ InputTab::InputTab(AudioEngine &engine, AudioEngineControl *control, QWidget *pa
 
     outer->addWidget(new ProcessTapPanel(engine_.settings(), control_));
     outer->addWidget(new AppAudioPanel(control_));
+    outer->addWidget(new TestTonePanel);
     outer->addStretch(1);
 
     testSignal_->setChecked(engine_.testSignalEnabled());

@@ -21,5 +21,6 @@ int main(int argc, char **argv)
     if (hasArgument(argc, argv, "--render-view")) return runRenderViewCommand(argc, argv);
     if (hasArgument(argc, argv, "--export-settings")) return runExportSettingsCommand(argc, argv);
     if (hasArgument(argc, argv, "--import-settings")) return runImportSettingsCommand(argc, argv);
+    if (hasArgument(argc, argv, "--export-test-tones")) return runExportTestTonesCommand(argc, argv);
     return runGuiApplication(argc, argv);
 }

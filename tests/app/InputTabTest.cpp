@@ -2,6 +2,7 @@
 // device, one application's tap with its mixdown settings, and chosen applications.
 
 #include "app/SettingsWindow.h"
+#include "app/TestTonePanel.h"
 #include "capture/AudioEngineControl.h"
 #include "engine/AudioEngine.h"
 #include "tests/app/WidgetTestSupport.h"
@@ -233,6 +234,33 @@ TEST_F(InputTabTest, CheckedApplicationsBecomeTheSelectionThatApplicationAudioCa
     control.setSelectedApps({QStringLiteral("player")});
     EXPECT_EQ(list->item(0)->checkState(), Qt::Unchecked);
     EXPECT_EQ(list->item(1)->checkState(), Qt::Checked);
+}
+
+// Exporting runs off the main thread and reports in the result line; a second export
+// into the same folder replaces the files, a folder that cannot be written says why.
+TEST_F(InputTabTest, ExportsTheTestTonesAndReportsTheResult)
+{
+    showInputTab();
+    auto *panel = window.findChild<TestTonePanel *>();
+    ASSERT_NE(panel, nullptr);
+    auto *button = widget<QPushButton>("exportTestTones");
+    QTemporaryDir folder;
+    QSignalSpy finished(panel, &TestTonePanel::exportFinished);
+    for (int round = 0; round < 2; ++round) {
+        panel->exportTestTonesTo(folder.path());
+        EXPECT_FALSE(button->isEnabled()) << "one export at a time";
+        ASSERT_TRUE(finished.wait(20000));
+        EXPECT_TRUE(finished.takeLast().at(0).toBool());
+        EXPECT_TRUE(button->isEnabled());
+        EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files).size(), 6);
+    }
+    EXPECT_TRUE(panel->resultText().startsWith(QStringLiteral("Wrote 5 tone files and KelvraMeters_TestTones_README.txt")))
+        << panel->resultText().toStdString();
+
+    panel->exportTestTonesTo(folder.filePath(QStringLiteral("missing/deeper")));
+    ASSERT_TRUE(finished.wait(20000));
+    EXPECT_FALSE(finished.takeLast().at(0).toBool());
+    EXPECT_TRUE(panel->resultText().startsWith(QStringLiteral("Export failed: Could not create "))) << panel->resultText().toStdString();
 }
 
 TEST(InputTabWithoutAudioTest, ApplicationGroupsAreDisabled)

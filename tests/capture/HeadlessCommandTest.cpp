@@ -92,6 +92,33 @@ TEST(HeadlessCommand, MetersOneApplicationOrSeveralAndLeavesNothingBehindWhenKil
         << graph().toStdString();
 }
 
+// The reference files as a user checks the meters with them: exported from the
+// terminal, the alignment tone played with pw-play into the captured device, the
+// meters reading what the README's table says (peak -18.0, RMS -21.0).
+TEST(HeadlessCommand, TheExportedAlignmentToneReadsWhatItsReadmeSays)
+{
+    testApplication();
+    AudioTestSession session;
+    ASSERT_TRUE(session.error().isEmpty()) << session.error().toStdString();
+    const QString folder = session.directory() + QStringLiteral("/tones/new");
+    const CommandRun exported = runKelvrameters({QStringLiteral("--export-test-tones"), folder});
+    ASSERT_EQ(exported.exitCode, 0) << exported.err.toStdString();
+    EXPECT_EQ(exported.out.count('\n'), 6) << "five tones and the README, one per line";
+    EXPECT_EQ(runKelvrameters({QStringLiteral("--export-test-tones")}).exitCode, 2);
+
+    session.play(folder + QStringLiteral("/KelvraMeters_997Hz_-18dBFS_EBU.wav"));
+    const CommandRun run = runHeadless({"--source", "Virtual Mic", "--seconds", "3", "--every", "1"});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    ASSERT_FALSE(run.reports.empty());
+    const QJsonObject &last = run.reports.back();
+    EXPECT_NEAR(last.value("maxPeakLeft").toDouble(), -18.0, 0.1);
+    EXPECT_NEAR(last.value("maxPeakRight").toDouble(), -18.0, 0.1);
+    // RMS is a 300 ms window: steady on a sine, at the peak minus 3.01 dB.
+    EXPECT_NEAR(last.value("rmsLevelLeft").toDouble(), -21.0, 0.1);
+    EXPECT_NEAR(last.value("rmsLevelRight").toDouble(), -21.0, 0.1);
+    EXPECT_NEAR(last.value("momentaryLUFS").toDouble(), -18.0, 0.2);
+}
+
 // No server: exit code 1 with the reason. Wrong arguments: a usage error, code 2.
 TEST(HeadlessCommand, WithoutAServerSaysWhyAndWrongArgumentsAreAUsageError)
 {
