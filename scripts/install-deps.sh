@@ -13,10 +13,14 @@ packages=(
   libqt6svg6
   libpipewire-0.3-dev libebur128-dev libfftw3-dev libsndfile1-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
+  # a real HTTP server inside the feedback and update-check tests
+  libcpp-httplib-dev
   # private audio server for the capture tests
   pipewire pipewire-bin wireplumber dbus dbus-bin
   # signal generation and reference measurements
   sox ffmpeg
+  # the man page, made from --help-all at build time
+  help2man
   # faster rebuilds
   ccache
   # headless display, screenshots and a font that is always there

@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+
+#include <QJsonDocument>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -117,6 +120,62 @@ TEST(HeadlessCommand, TheExportedAlignmentToneReadsWhatItsReadmeSays)
     EXPECT_NEAR(last.value("rmsLevelLeft").toDouble(), -21.0, 0.1);
     EXPECT_NEAR(last.value("rmsLevelRight").toDouble(), -21.0, 0.1);
     EXPECT_NEAR(last.value("momentaryLUFS").toDouble(), -18.0, 0.2);
+}
+
+// A logger keeps going when its device is pulled out: the default input stands in
+// until the device is back, then the device is metered again. SIGTERM ends the run
+// with a last report. --exit-on-source-loss ends it instead, with exit code 1.
+TEST(HeadlessCommand, KeepsMeteringWhenTheDeviceIsPulledAndTakesItBackWhenItReturns)
+{
+    testApplication();
+    AudioTestSession session;
+    ASSERT_TRUE(session.error().isEmpty()) << session.error().toStdString();
+    const QString device = QStringLiteral("USB Mic");
+    ASSERT_TRUE(session.plug({device}));
+    const QString tone = session.makeTone(997.0, -12.0, 60.0, QStringLiteral("tone.wav"));
+    session.play(tone, AudioTestSession::feedSinkFor(device));
+
+    QProcess logger;
+    logger.start(QStringLiteral(KELVRAMETERS_BINARY), {"headless", "--source", device, "--every", "0.2"});
+    QByteArray out;
+    QString err;
+    const auto collect = [&] {
+        out += logger.readAllStandardOutput();
+        err += QString::fromLocal8Bit(logger.readAllStandardError());
+    };
+    const auto lastReport = [&] {
+        const QList<QByteArray> lines = out.trimmed().split('\n');
+        return QJsonDocument::fromJson(lines.last()).object();
+    };
+    ASSERT_TRUE(waitUntil([&] { collect(); return lastReport().value("peakLevelLeft").toDouble(-100) > -12.6; }, 8s))
+        << err.toStdString();
+
+    ASSERT_TRUE(session.unplug(device));
+    ASSERT_TRUE(waitUntil([&] { collect(); return err.contains("went away; metering \"System Default\""); }, 5s))
+        << err.toStdString();
+    EXPECT_EQ(logger.state(), QProcess::Running);
+    ASSERT_TRUE(session.plug({device}));
+    // A player whose sink vanished went on to the default sink: start it anew.
+    session.stopPlaying();
+    session.play(tone, AudioTestSession::feedSinkFor(device));
+    ASSERT_TRUE(waitUntil([&] { collect(); return err.contains("\"USB Mic\" is back"); }, 5s)) << err.toStdString();
+    out.clear();
+    EXPECT_TRUE(waitUntil([&] { collect(); return !out.isEmpty() && lastReport().value("peakLevelLeft").toDouble(-100) > -12.6; }, 5s))
+        << "the device's tone is metered again";
+
+    ::kill(static_cast<pid_t>(logger.processId()), SIGTERM);
+    ASSERT_TRUE(logger.waitForFinished(5000));
+    collect();
+    EXPECT_EQ(logger.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(logger.exitCode(), 0) << err.toStdString();
+    EXPECT_TRUE(lastReport().contains("maxPeakLeft")) << "a last report after the signal";
+
+    QProcess strict;
+    strict.start(QStringLiteral(KELVRAMETERS_BINARY), {"headless", "--source", device, "--exit-on-source-loss"});
+    ASSERT_TRUE(waitUntil([&] { return !strict.readAllStandardOutput().isEmpty(); }, 8s));
+    ASSERT_TRUE(session.unplug(device));
+    ASSERT_TRUE(strict.waitForFinished(5000));
+    EXPECT_EQ(strict.exitCode(), 1);
 }
 
 // No server: exit code 1 with the reason. Wrong arguments: a usage error, code 2.

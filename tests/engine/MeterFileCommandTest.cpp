@@ -1,5 +1,5 @@
 // The kelvrameters --meter-file command as scripts use it: one JSON object per line,
-// the same output for the same file, errors on standard error with exit code 1.
+// the same output for the same file, errors on standard error.
 
 #include "tests/engine/CommandRun.h"
 #include "tests/engine/QtTestSupport.h"
@@ -51,23 +51,40 @@ TEST_F(MeterFileCommand, PrintsOneJsonObjectPerIntervalAndAtTheEndTheSameEveryTi
     EXPECT_EQ(runKelvrameters(arguments).out, run.out) << "deterministic";
 }
 
-TEST_F(MeterFileCommand, BadInputIsReportedOnStandardErrorWithExitCodeOne)
+// A file that cannot be metered is exit code 1; wrong arguments are a usage error
+// (exit code 2, the usage on standard error), found before any file is opened.
+TEST_F(MeterFileCommand, BadInputAndWrongArgumentsAreReportedOnStandardError)
 {
-    const QStringList bad[] = {
-        {"--meter-file", QDir(directory->path()).filePath("absent.wav")},
-        {"--meter-file", file, "--ballistics", "Loud"},
-        {"--meter-file", file, "--resolution", "1/5 Octave"},
-        {"--meter-file", file, "--every", "0"},
-        {"--meter-file", file, "--every", "soon"},
-        {"--meter-file", file, "--colour", "red"},
-        {"--meter-file"},
+    const std::pair<QStringList, int> bad[] = {
+        {{"--meter-file", QDir(directory->path()).filePath("absent.wav")}, 1},
+        {{"--meter-file", file, "--ballistics", "Loud"}, 2},
+        {{"--meter-file", file, "--resolution", "1/5 Octave"}, 2},
+        {{"--meter-file", file, "--every", "0"}, 2},
+        {{"--meter-file", file, "--every", "soon"}, 2},
+        {{"--meter-file", file, "--colour", "red"}, 2},
+        {{"--meter-file"}, 2},
+        {{"meter-file", file, file}, 2},
     };
-    for (const QStringList &arguments : bad) {
+    for (const auto &[arguments, exitCode] : bad) {
         const CommandRun run = runKelvrameters(arguments);
-        EXPECT_EQ(run.exitCode, 1) << arguments.join(' ').toStdString();
+        EXPECT_EQ(run.exitCode, exitCode) << arguments.join(' ').toStdString();
         EXPECT_TRUE(run.out.isEmpty()) << arguments.join(' ').toStdString();
         EXPECT_TRUE(run.err.startsWith("kelvrameters: ")) << run.err.toStdString();
+        if (exitCode == 2) {
+            EXPECT_TRUE(run.err.contains("Usage: kelvrameters meter-file FILE")) << run.err.toStdString();
+        }
     }
+}
+
+TEST_F(MeterFileCommand, SubcommandAndOlderSpellingGiveTheSameReports)
+{
+    const CommandRun older = runKelvrameters({"--every", "1", "--meter-file", file});
+    const CommandRun subcommand = runKelvrameters({"meter-file", file, "--every", "1"});
+    const CommandRun joined = runKelvrameters({"--meter-file=" + file, "--every=1"});
+    ASSERT_EQ(older.exitCode, 0) << older.err.toStdString();
+    EXPECT_EQ(older.reports.size(), 3u);
+    EXPECT_EQ(subcommand.out, older.out);
+    EXPECT_EQ(joined.out, older.out);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "app/Commands.h"
+#include "cli/Modes.h"
 #include "settings/AppSettings.h"
 #include "views/qt/ViewRenderer.h"
 #include "views/qt/ViewSettingsFromAppSettings.h"
@@ -18,14 +18,16 @@ using namespace view_test;
 
 namespace {
 
-int runCommand(std::vector<std::string> arguments)
+// Runs the render-view mode in this process, with its arguments after the mode name.
+int runCommand(const std::vector<std::string> &arguments)
 {
     ensureGuiApplication();
-    arguments.insert(arguments.begin(), "kelvrameters");
-    std::vector<char *> argv;
-    for (std::string &a : arguments) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    return runRenderViewCommand(static_cast<int>(arguments.size()), argv.data());
+    QStringList list;
+    for (const std::string &a : arguments) list << QString::fromStdString(a);
+    int argc = 1;
+    char name[] = "kelvrameters";
+    char *argv[] = {name, nullptr};
+    return cli::runMode(cli::renderViewMode, list, argc, argv);
 }
 
 std::string writeFile(const QTemporaryDir &dir, const char *name, const QByteArray &content)
@@ -87,7 +89,7 @@ TEST(RenderViewCommand, WritesAPngOfTheRequestedSizeFromAState)
         "view": {"hovering": true}
     })");
     const std::string out = dir.filePath(QStringLiteral("out.png")).toStdString();
-    ASSERT_EQ(runCommand({"--render-view", "level-meter-window", "--state", state, "--out", out, "--scale", "1.5",
+    ASSERT_EQ(runCommand({"level-meter-window", "--state", state, "--out", out, "--scale", "1.5",
                           "--width", "200", "--height", "500"}),
               0);
     const QImage image(QString::fromStdString(out));
@@ -99,12 +101,12 @@ TEST(RenderViewCommand, RejectsUnknownViewsSettingsAndPresets)
 {
     QTemporaryDir dir;
     const std::string out = dir.filePath(QStringLiteral("out.png")).toStdString();
-    EXPECT_EQ(runCommand({"--render-view", "vu-needle", "--out", out}), 2);
+    EXPECT_EQ(runCommand({"vu-needle", "--out", out}), 2);
     const std::string typo = writeFile(dir, "typo.json", R"({"settings": {"showScal": false}})");
-    EXPECT_EQ(runCommand({"--render-view", "spectrum", "--state", typo, "--out", out}), 1);
+    EXPECT_EQ(runCommand({"spectrum", "--state", typo, "--out", out}), 1);
     const std::string preset = writeFile(dir, "preset.json", R"({"settings": {"spectralGradientId": "Nope"}})");
-    EXPECT_EQ(runCommand({"--render-view", "spectrum", "--state", preset, "--out", out}), 1);
+    EXPECT_EQ(runCommand({"spectrum", "--state", preset, "--out", out}), 1);
     const std::string shape = writeFile(dir, "shape.json", R"({"lissajousPoints": [[0.1, 0.2, 0.3]]})");
-    EXPECT_EQ(runCommand({"--render-view", "phase-scope", "--state", shape, "--out", out}), 1);
+    EXPECT_EQ(runCommand({"phase-scope", "--state", shape, "--out", out}), 1);
     EXPECT_FALSE(QFile::exists(QString::fromStdString(out)));
 }

@@ -1,4 +1,4 @@
-#include "app/Commands.h"
+#include "cli/Modes.h"
 
 #include "capture/AudioEngineControl.h"
 #include "capture/pipewire/PipeWireAudioPlatform.h"
@@ -24,15 +24,17 @@
 #include <string_view>
 #include <utility>
 
-// kelvrameters --headless --source NAME [--seconds N] [--every SECONDS]
+// kelvrameters headless --source NAME [--seconds N] [--every SECONDS] [--exit-on-source-loss]
 //
 // NAME is a name of the input picker, "app:NAME" (tap the process whose name or
 // identifier is NAME) or "apps:ID,ID" (application audio of those applications).
 // Meters one live source without windows and prints the published meter values as
 // JSON lines, one every SECONDS (default 0.5) and a last one at the end, in the format
-// of --meter-file. Runs N seconds, or until interrupted. Status lines go to standard
-// error. Exit codes: 0 capture ran, 1 it could not start or the source went away,
-// 2 wrong arguments.
+// of meter-file. Runs N seconds, or until SIGINT or SIGTERM. Status lines go to
+// standard error. A device that goes away is replaced by the default input, as in the
+// app, and taken back when it returns: a logger must not die on a USB hiccup.
+// Exit codes: 0 capture ran, 1 it could not start (or, with --exit-on-source-loss, the
+// source went away), 2 wrong arguments.
 
 namespace {
 
@@ -42,69 +44,64 @@ constexpr auto applicationTimeout = std::chrono::seconds(5);
 const QString tapPrefix = QStringLiteral("app:");
 const QString appsPrefix = QStringLiteral("apps:");
 
+const QCommandLineOption sourceOption(
+    QStringLiteral("source"),
+    QStringLiteral("What to meter: an input source by name (\"System Default\", a device, \"Monitor of ...\"), "
+                   "app:NAME for one application, apps:ID,ID for several."),
+    QStringLiteral("NAME"));
+const QCommandLineOption secondsOption(QStringLiteral("seconds"),
+                                       QStringLiteral("Stop after this many seconds (default: run until interrupted)."),
+                                       QStringLiteral("N"));
+const QCommandLineOption everyOption(QStringLiteral("every"),
+                                     QStringLiteral("Seconds between printed reports (default 0.5)."),
+                                     QStringLiteral("SECONDS"));
+const QCommandLineOption exitOnLossOption(
+    QStringLiteral("exit-on-source-loss"),
+    QStringLiteral("End with exit code 1 when the source goes away, instead of metering the default input until "
+                   "it returns."));
+
 std::atomic<bool> interrupted{false};
 
 void handleInterrupt(int) { interrupted.store(true); }
 
-int usageError(const std::string &message)
-{
-    std::fprintf(stderr,
-                 "kelvrameters: %s\nusage: kelvrameters --headless --source NAME|app:NAME|apps:ID,ID [--seconds N] "
-                 "[--every SECONDS]\n",
-                 message.c_str());
-    return 2;
-}
-
 void printStatus(const QString &message)
 {
-    if (!message.isEmpty()) std::fprintf(stderr, "kelvrameters: %s\n", message.toLocal8Bit().constData());
-}
-
-std::optional<double> positiveSeconds(std::string_view text)
-{
-    const std::string value(text);
-    char *end = nullptr;
-    errno = 0;
-    const double seconds = std::strtod(value.c_str(), &end);
-    if (value.empty() || *end != '\0' || errno != 0 || !std::isfinite(seconds) || seconds <= 0.0) return std::nullopt;
-    return seconds;
+    if (!message.isEmpty()) cli::printError(message);
 }
 
 struct HeadlessOptions {
     QString source;                  // a name of the input picker
     std::optional<double> duration;  // s; none = until interrupted
     double reportInterval = 0.5;     // s between printed reports
+    bool exitOnSourceLoss = false;
 };
 
-// Returns an exit code when the arguments are wrong.
-std::optional<int> parse(int argc, char **argv, HeadlessOptions &options)
+void addOptions(QCommandLineParser &parser)
 {
-    bool haveSource = false;
-    for (int i = 1; i < argc; ++i) {
-        const std::string_view option = argv[i];
-        if (option == "--headless") continue;
-        if (option != "--source" && option != "--seconds" && option != "--every") {
-            return usageError("unknown option " + std::string(option));
-        }
-        if (i + 1 >= argc) return usageError(std::string(option) + " needs a value");
-        const std::string_view value = argv[++i];
-        if (option == "--source") {
-            options.source = QString::fromLocal8Bit(value.data(), static_cast<qsizetype>(value.size()));
-            haveSource = !options.source.isEmpty();
-        } else {
-            const std::optional<double> seconds = positiveSeconds(value);
-            if (!seconds) return usageError(std::string(option) + " needs a positive number of seconds");
-            if (option == "--seconds") {
-                options.duration = *seconds;
-            } else {
-                options.reportInterval = *seconds;
-            }
-        }
+    parser.addOptions({sourceOption, secondsOption, everyOption, exitOnLossOption});
+}
+
+// Returns an exit code when the arguments are wrong.
+std::optional<int> readOptions(const cli::Invocation &invocation, HeadlessOptions &options)
+{
+    const QCommandLineParser &parser = invocation.parser;
+    options.source = parser.value(sourceOption);
+    if (options.source.isEmpty())
+        return invocation.usageError(QStringLiteral("--source needs the name of an input source"));
+    if (options.source == QLatin1String(AudioEngineControl::noneDevice))
+        return invocation.usageError(QStringLiteral("\"None\" captures nothing; choose a source"));
+    for (const QCommandLineOption *option : {&secondsOption, &everyOption}) {
+        if (!parser.isSet(*option)) continue;
+        const std::optional<double> seconds = cli::positiveSeconds(parser.value(*option));
+        if (!seconds)
+            return invocation.usageError(
+                QStringLiteral("--%1 needs a positive number of seconds").arg(option->names().constFirst()));
+        if (option == &secondsOption)
+            options.duration = *seconds;
+        else
+            options.reportInterval = *seconds;
     }
-    if (!haveSource) return usageError("--source needs the name of an input source");
-    if (options.source == QLatin1String(AudioEngineControl::noneDevice)) {
-        return usageError("\"None\" captures nothing; choose a source");
-    }
+    options.exitOnSourceLoss = parser.isSet(exitOnLossOption);
     return std::nullopt;
 }
 
@@ -158,14 +155,12 @@ bool startApps(AudioEngineControl &control, const AudioPlatform &platform, const
     return control.isRunning();
 }
 
-} // namespace
-
-int runHeadlessCommand(int argc, char **argv)
+int run(const cli::Invocation &invocation)
 {
     HeadlessOptions options;
-    if (const std::optional<int> failure = parse(argc, argv, options)) return *failure;
+    if (const std::optional<int> failure = readOptions(invocation, options)) return *failure;
 
-    QCoreApplication application(argc, argv);
+    QCoreApplication application(invocation.argc, invocation.argv);
     std::signal(SIGINT, handleInterrupt);
     std::signal(SIGTERM, handleInterrupt);
 
@@ -231,9 +226,25 @@ int runHeadlessCommand(int argc, char **argv)
     };
 
     QObject::connect(&control, &AudioEngineControl::selectedInputDeviceChanged, &application, [&](const QString &now) {
-        printStatus(QStringLiteral("The source \"%1\" went away (now \"%2\").").arg(options.source, now));
-        finish(1);
+        if (now == options.source) {
+            printStatus(QStringLiteral("\"%1\" is back; metering it again.").arg(now));
+        } else if (options.exitOnSourceLoss) {
+            printStatus(QStringLiteral("The source \"%1\" went away (now \"%2\").").arg(options.source, now));
+            finish(1);
+        } else {
+            printStatus(QStringLiteral("The source \"%1\" went away; metering \"%2\" until it returns.")
+                            .arg(options.source, now));
+        }
     });
+    // The engine falls back to the default input; the named device is taken back as
+    // soon as it is plugged in again.
+    if (!tap && !apps) {
+        QObject::connect(&control, &AudioEngineControl::availableInputDevicesChanged, &application, [&] {
+            if (!options.exitOnSourceLoss && control.selectedInputDevice() != options.source &&
+                control.availableInputDevices().contains(options.source))
+                control.setSelectedInputDevice(options.source);
+        });
+    }
 
     QTimer reports;
     QObject::connect(&reports, &QTimer::timeout, report);
@@ -249,3 +260,11 @@ int runHeadlessCommand(int argc, char **argv)
     QCoreApplication::exec();
     return exitCode;
 }
+
+} // namespace
+
+const cli::Mode cli::headlessMode{
+    "headless", "--headless", "--source NAME", 0, "Meter a live source without windows; JSON lines.",
+    "A device that goes away is replaced by the default input until it returns (status on standard\n"
+    "error); SIGINT and SIGTERM end the run after a last report.",
+    addOptions, run};

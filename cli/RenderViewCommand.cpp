@@ -1,4 +1,4 @@
-#include "app/Commands.h"
+#include "cli/Modes.h"
 
 #include "engine/dsp/BandSmoothing.h"
 #include "engine/dsp/CatmullRomSpline.h"
@@ -21,7 +21,7 @@
 #include <memory>
 #include <vector>
 
-// kelvrameters --render-view NAME --state FILE.json --out FILE.png [--scale S]
+// kelvrameters render-view NAME --state FILE.json --out FILE.png [--scale S]
 //              [--width W --height H]
 // Draws one view offscreen from a saved state. The state file holds MeterValues
 // fields at the top level, an optional "settings" object of AppSettings keys (applied
@@ -35,10 +35,7 @@ constexpr int curveSegmentsPerBand = 4; // as the engine's display tick draws th
 constexpr std::array<const char *, 3> gradientIdKeys = {"selectedGradientId", "spectralGradientId",
                                                          "lissajousGradientId"};
 
-void printError(const QString &message)
-{
-    std::fprintf(stderr, "kelvrameters: %s\n", qPrintable(message));
-}
+using cli::printError;
 
 bool isGradientIdKey(const QString &key)
 {
@@ -94,52 +91,45 @@ QString applyGradientNames(const std::vector<GradientByName> &byName, AppSetting
     return {};
 }
 
-} // namespace
+const QCommandLineOption stateOption(QStringLiteral("state"), QStringLiteral("Meter and settings state (JSON)."),
+                                     QStringLiteral("FILE"));
+const QCommandLineOption outOption(QStringLiteral("out"), QStringLiteral("PNG file to write."), QStringLiteral("FILE"));
+const QCommandLineOption scaleOption(QStringLiteral("scale"), QStringLiteral("Device pixels per point (default 2)."),
+                                     QStringLiteral("S"), QStringLiteral("2"));
+const QCommandLineOption widthOption(QStringLiteral("width"), QStringLiteral("Width in points."), QStringLiteral("W"));
+const QCommandLineOption heightOption(QStringLiteral("height"), QStringLiteral("Height in points."),
+                                      QStringLiteral("H"));
 
-int runRenderViewCommand(int argc, char **argv)
+void addOptions(QCommandLineParser &parser)
 {
+    parser.addOptions({stateOption, outOption, scaleOption, widthOption, heightOption});
+}
+
+int run(const cli::Invocation &invocation)
+{
+    const QCommandLineParser &parser = invocation.parser;
+    QStringList names;
+    for (std::string_view name : viewNames()) names << QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()));
+    const QString viewName = invocation.argument();
+    const std::optional<ViewKind> kind = viewKindFromName(viewName.toStdString());
+    if (!kind)
+        return invocation.usageError(QStringLiteral("no view is named \"%1\"; NAME is one of: %2")
+                                         .arg(viewName, names.join(QStringLiteral(", "))));
+    if (!parser.isSet(outOption)) return invocation.usageError(QStringLiteral("--out FILE.png is missing"));
+    bool scaleOk = false;
+    const double scale = parser.value(scaleOption).toDouble(&scaleOk);
+    if (!scaleOk || !(scale > 0.0) || scale > 8.0)
+        return invocation.usageError(QStringLiteral("--scale must be a number above 0 and at most 8"));
+
     // Rendering never needs a display.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     // Fonts need a GUI application object; a caller that has one (a test) keeps it.
     std::unique_ptr<QGuiApplication> ownApp;
-    if (!QCoreApplication::instance()) ownApp = std::make_unique<QGuiApplication>(argc, argv);
-    QStringList arguments;
-    for (int i = 0; i < argc; ++i) arguments << QString::fromLocal8Bit(argv[i]);
-
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Draws a meter view from a saved state into a PNG."));
-    parser.addOption({QStringLiteral("render-view"), QStringLiteral("View to draw."), QStringLiteral("NAME")});
-    parser.addOption({QStringLiteral("state"), QStringLiteral("Meter and settings state (JSON)."), QStringLiteral("FILE")});
-    parser.addOption({QStringLiteral("out"), QStringLiteral("PNG file to write."), QStringLiteral("FILE")});
-    parser.addOption({QStringLiteral("scale"), QStringLiteral("Device pixels per point (default 2)."), QStringLiteral("S"),
-                      QStringLiteral("2")});
-    parser.addOption({QStringLiteral("width"), QStringLiteral("Width in points."), QStringLiteral("W")});
-    parser.addOption({QStringLiteral("height"), QStringLiteral("Height in points."), QStringLiteral("H")});
-    parser.addHelpOption();
-    if (!parser.parse(arguments)) {
-        printError(parser.errorText());
-        return 2;
-    }
-
-    QStringList names;
-    for (std::string_view name : viewNames()) names << QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()));
-    const QString viewName = parser.value(QStringLiteral("render-view"));
-    const std::optional<ViewKind> kind = viewKindFromName(viewName.toStdString());
-    if (!kind || !parser.isSet(QStringLiteral("out"))) {
-        printError(QStringLiteral("usage: --render-view NAME [--state FILE.json] --out FILE.png [--scale S] "
-                                  "[--width W --height H]; NAME is one of: ") + names.join(QStringLiteral(", ")));
-        return 2;
-    }
-    bool scaleOk = false;
-    const double scale = parser.value(QStringLiteral("scale")).toDouble(&scaleOk);
-    if (!scaleOk || !(scale > 0.0) || scale > 8.0) {
-        printError(QStringLiteral("--scale must be a number above 0 and at most 8"));
-        return 2;
-    }
+    if (!QCoreApplication::instance()) ownApp = std::make_unique<QGuiApplication>(invocation.argc, invocation.argv);
 
     QJsonObject state;
-    if (parser.isSet(QStringLiteral("state"))) {
-        QFile file(parser.value(QStringLiteral("state")));
+    if (parser.isSet(stateOption)) {
+        QFile file(parser.value(stateOption));
         if (!file.open(QIODevice::ReadOnly)) {
             printError(QStringLiteral("cannot read %1: %2").arg(file.fileName(), file.errorString()));
             return 1;
@@ -185,18 +175,25 @@ int runRenderViewCommand(int argc, char **argv)
     frame.nowSeconds = view.value(QStringLiteral("time")).toDouble(0.0);
 
     Size size = defaultViewSize(*kind, frame);
-    if (parser.isSet(QStringLiteral("width"))) size.width = parser.value(QStringLiteral("width")).toDouble();
-    if (parser.isSet(QStringLiteral("height"))) size.height = parser.value(QStringLiteral("height")).toDouble();
-    if (!(size.width >= 1.0 && size.height >= 1.0 && size.width <= 4000.0 && size.height <= 4000.0)) {
-        printError(QStringLiteral("--width and --height must lie between 1 and 4000 points"));
-        return 2;
-    }
+    if (parser.isSet(widthOption)) size.width = parser.value(widthOption).toDouble();
+    if (parser.isSet(heightOption)) size.height = parser.value(heightOption).toDouble();
+    if (!(size.width >= 1.0 && size.height >= 1.0 && size.width <= 4000.0 && size.height <= 4000.0))
+        return invocation.usageError(QStringLiteral("--width and --height must lie between 1 and 4000 points"));
 
     const QImage image = renderView(*kind, size, scale, frame);
-    const QString out = parser.value(QStringLiteral("out"));
+    const QString out = parser.value(outOption);
     if (!image.save(out, "PNG")) {
         printError(QStringLiteral("cannot write %1").arg(out));
         return 1;
     }
     return 0;
 }
+
+} // namespace
+
+const cli::Mode cli::renderViewMode{
+    "render-view", "--render-view", "NAME", 1, "Draw one meter view from a saved state into a PNG.",
+    "The state file holds meter values at the top level, an optional \"settings\" object of setting\n"
+    "keys (never written to the user's settings) and an optional \"view\" object (\"hovering\",\n"
+    "\"engineRunning\", \"time\"). See docs/images/states/ for examples.",
+    addOptions, run};
