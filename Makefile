@@ -23,7 +23,7 @@ build: deps $(RELEASE_DIR)/build.ninja
 	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvrameters
 
 run: build
-	$(RELEASE_DIR)/app/kelvrameters $(ARGS)
+	$(RELEASE_DIR)/cli/kelvrameters $(ARGS)
 
 $(TEST_DIR)/build.ninja:
 	cmake -S . -B $(TEST_DIR) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \

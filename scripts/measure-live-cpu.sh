@@ -17,7 +17,7 @@ src_dir=$(cd "$(dirname "$0")/.." && pwd)
 build_dir=$(cd "${1:-$src_dir/build/release}" && pwd)
 seconds=${2:-20}
 warmup=3
-binary=$build_dir/app/kelvrameters
+binary=$build_dir/cli/kelvrameters
 
 if [[ ${KELVRA_MEASURE_INSIDE:-} != 1 ]]; then
     [[ -x $binary ]] || { echo "measure-live-cpu: build $binary first (make bench)" >&2; exit 1; }

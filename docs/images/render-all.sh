@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Renders the README pictures from the sample states in states/.
-# Usage: docs/images/render-all.sh [path/to/kelvrameters]   (default: build/release/app/kelvrameters)
+# Usage: docs/images/render-all.sh [path/to/kelvrameters]   (default: build/release/cli/kelvrameters)
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
-bin=${1:-$here/../../build/release/app/kelvrameters}
+bin=${1:-$here/../../build/release/cli/kelvrameters}
 export QT_QPA_PLATFORM=offscreen
 render() { # view state output [extra arguments]
   local view=$1 state=$2 out=$3
   shift 3
-  "$bin" --render-view "$view" --state "$here/states/$state.json" --out "$here/$out.png" --scale 2 "$@"
+  "$bin" render-view "$view" --state "$here/states/$state.json" --out "$here/$out.png" --scale 2 "$@"
 }
 render level-meter silence level-meter-silence
 render level-meter tone-18dbfs level-meter-tone-18dbfs
