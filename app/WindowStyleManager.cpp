@@ -6,7 +6,10 @@
 #include <QEvent>
 #include <QGuiApplication>
 #include <QPalette>
+#include <QScreen>
 #include <QWidget>
+
+#include <algorithm>
 
 FrameSaveDelegate::FrameSaveDelegate(WindowStyleManager &windowManager, MeterWindowType type, QWidget *window)
     : QObject(&windowManager), windowManager_(windowManager), type_(type), window_(window)
@@ -67,7 +70,16 @@ void WindowStyleManager::registerWindow(QWidget *window, MeterWindowType type)
 
     window->setMinimumSize(minimumWindowSize);
 
-    if (const std::optional<QRect> saved = loadFrame(type)) applyFrame(window, *saved);
+    if (std::optional<QRect> saved = loadFrame(type)) {
+        // A frame smaller than the minimum, or one no screen shows (a monitor since
+        // unplugged, a corrupt entry), would restore a meter nobody can use or find:
+        // the window keeps the place and size it has without a saved frame.
+        const bool tooSmall =
+            saved->width() < minimumWindowSize.width() || saved->height() < minimumWindowSize.height();
+        if (tooSmall || (restoresPosition_ && !isOnAScreen(*saved)))
+            saved = QRect(window->pos(), meter_window_type::defaultSize(type));
+        applyFrame(window, *saved);
+    }
 
     // A frame far larger than any sensible meter comes from a corrupt or stale entry:
     // keep where the window is, give it its default size again.
@@ -110,6 +122,17 @@ std::optional<QRect> WindowStyleManager::loadFrame(MeterWindowType type) const
 void WindowStyleManager::saveFrame(MeterWindowType type, const QRect &frame)
 {
     store_.writeString(frameKey(type), frame_text::format(frame));
+}
+
+bool WindowStyleManager::isOnAScreen(const QRect &frame)
+{
+    // Enough of it must show to grab and drag it back: a strip along the top.
+    constexpr int grabbable = 24;
+    const QList<QScreen *> screens = QGuiApplication::screens();
+    return std::any_of(screens.begin(), screens.end(), [&](const QScreen *screen) {
+        const QRect visible = screen->geometry().intersected(frame);
+        return visible.width() >= std::min(grabbable, frame.width()) && visible.height() >= std::min(grabbable, frame.height());
+    });
 }
 
 QRect WindowStyleManager::currentFrame(const QWidget *window) { return {window->pos(), window->size()}; }

@@ -56,6 +56,8 @@ public:
     // sRGB 0.08, 0.08, 0.1: shows around the meter content while a window is resized.
     static QColor windowBackground();
     static QString frameKey(MeterWindowType type);
+    // Whether enough of `frame` lies on one of the screens to see and drag the window.
+    static bool isOnAScreen(const QRect &frame);
 
     // `store` must outlive the manager.
     explicit WindowStyleManager(DefaultsStore &store, QObject *parent = nullptr);

@@ -107,6 +107,36 @@ TEST_F(WindowStyleManagerTest, ImplausibleSizesFallBackToTheDefaultAtTheSavedOri
     }
 }
 
+// A frame below the minimum, or one on no screen (the offscreen screen is 800 x 600 at
+// the origin), is not restored: the window keeps its own place at the default size.
+TEST_F(WindowStyleManagerTest, FramesOffEveryScreenOrBelowTheMinimumAreReset)
+{
+    struct Case {
+        MeterWindowType type;
+        const char *saved;
+        QRect expected;
+    };
+    const Case cases[] = {
+        {MeterWindowType::levelMeter, "{{5000, 4000}, {50, 300}}", {15, 25, 50, 300}},
+        {MeterWindowType::levelMeter, "{{-400, 100}, {60, 320}}", {15, 25, 50, 300}},
+        {MeterWindowType::levelMeter, "{{790, 590}, {60, 320}}", {15, 25, 50, 300}},
+        {MeterWindowType::levelMeter, "{{-30, -10}, {60, 320}}", {-30, -10, 60, 320}},
+        {MeterWindowType::levelMeter, "{{200, 100}, {10, 40}}", {15, 25, 50, 300}},
+        {MeterWindowType::numericalMeter, "{{300, 200}, {250, 99}}", {15, 25, 220, 120}},
+        {MeterWindowType::numericalMeter, "{{770, 570}, {250, 150}}", {770, 570, 250, 150}},
+    };
+    for (const Case &c : cases) {
+        TestSettings env;
+        WindowStyleManager manager(*env.store);
+        manager.setRestoresPosition(true);
+        env.store->writeString(WindowStyleManager::frameKey(c.type), QString::fromLatin1(c.saved));
+        QWidget window(nullptr, Qt::Window);
+        window.setGeometry(15, 25, 70, 200);
+        manager.registerWindow(&window, c.type);
+        EXPECT_EQ(QRect(window.pos(), window.size()), c.expected) << c.saved;
+    }
+}
+
 TEST_F(WindowStyleManagerTest, UnderWaylandOnlyTheSizeIsRestored)
 {
     manager.setRestoresPosition(false);
