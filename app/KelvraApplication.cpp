@@ -25,6 +25,7 @@ KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
       platform_(std::move(options.platform)),
       styleManager_(settings.store()),
       actions_(settings),
+      updater_(settings.store(), std::move(options.updater)),
       wantsTrayIcon_(options.trayIcon),
       showLevelMeterAtStart_(options.showLevelMeter),
       showNumericalMeterAtStart_(options.showNumericalMeter)

@@ -37,6 +37,8 @@ public:
         // The windows start() shows; with neither the program starts in the tray.
         bool showLevelMeter = true;
         bool showNumericalMeter = true;
+        // The update feed and the version it is compared with; no feed: no checks.
+        UpdaterManager::Config updater = UpdaterManager::configured();
     };
 
     KelvraApplication(AppSettings &settings, Options options);

@@ -58,6 +58,7 @@ protected:
         KelvraApplication::Options o;
         o.tickSource = AudioEngine::TickSource::external;
         o.trayIcon = false;
+        o.updater.feedUrl = QUrl(); // whatever the build or environment names: no network
         return o;
     }
 
