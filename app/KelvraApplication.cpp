@@ -2,6 +2,7 @@
 
 #include "app/DarkAppearance.h"
 #include "app/ExchangeDialogs.h"
+#include "app/FeedbackSheet.h"
 #include "app/GradientEditor.h"
 #include "app/LevelMeterWindow.h"
 #include "app/NumericalMeterWindow.h"
@@ -67,6 +68,7 @@ KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
             window->chrome().applyLater(settings_.showWindowChrome(), settings_.backgroundColor());
     });
     connect(&actions_, &AppActions::triggered, this, &KelvraApplication::runCommand);
+    connect(this, &KelvraApplication::showFeedbackSheet, this, &KelvraApplication::openFeedbackSheet);
     connect(&actions_, &AppActions::stayOnTopToggled, this, [this](MeterWindowType type, bool onTop) {
         MeterWindow &window = type == MeterWindowType::levelMeter ? static_cast<MeterWindow &>(*levelWindow_)
                                                                   : static_cast<MeterWindow &>(*numericalWindow_);
@@ -88,6 +90,7 @@ KelvraApplication::~KelvraApplication()
     // Editor windows refer to the engine and its control: close them first.
     delete settingsWindow_;
     delete gradientEditor_;
+    delete feedbackSheet_;
     // Capture stops before the engine it feeds goes away.
     control_.reset();
 }
@@ -95,6 +98,8 @@ KelvraApplication::~KelvraApplication()
 SettingsWindow *KelvraApplication::settingsWindow() const { return settingsWindow_; }
 
 GradientEditor *KelvraApplication::gradientEditor() const { return gradientEditor_; }
+
+FeedbackSheet *KelvraApplication::feedbackSheet() const { return feedbackSheet_; }
 
 void KelvraApplication::start()
 {
@@ -166,6 +171,17 @@ void KelvraApplication::openGradientEditor()
     gradientEditor_->activateWindow();
 }
 
+void KelvraApplication::openFeedbackSheet()
+{
+    if (!feedbackSheet_) {
+        feedbackSheet_ = new FeedbackSheet(settings_, *engine_, control_.get());
+        feedbackSheet_->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    feedbackSheet_->show();
+    feedbackSheet_->raise();
+    feedbackSheet_->activateWindow();
+}
+
 void KelvraApplication::quit()
 {
     // Hiding writes any frame whose save is still waiting for the drag to settle.
@@ -173,6 +189,7 @@ void KelvraApplication::quit()
     numericalWindow_->hide();
     if (settingsWindow_) settingsWindow_->close();
     if (gradientEditor_) gradientEditor_->close();
+    if (feedbackSheet_) feedbackSheet_->close();
     QCoreApplication::quit();
 }
 

@@ -13,6 +13,7 @@
 
 class AppSettings;
 class AudioEngineControl;
+class FeedbackSheet;
 class GradientEditor;
 class LevelMeterWindow;
 class MeterWindow;
@@ -50,6 +51,8 @@ public:
     void showFirstWindow();
     void openSettingsWindow();
     void openGradientEditor();
+    // Opens the feedback sheet, or raises the one already open.
+    void openFeedbackSheet();
     // Hides the windows (saving pending frames) and ends the event loop.
     void quit();
 
@@ -66,6 +69,7 @@ public:
     QMenu &trayMenu() { return *trayMenu_; }
     SettingsWindow *settingsWindow() const;
     GradientEditor *gradientEditor() const;
+    FeedbackSheet *feedbackSheet() const;
 
 signals:
     // "Feedback senden …": the feedback sheet opens on this.
@@ -99,6 +103,7 @@ private:
     QSystemTrayIcon *trayIcon_ = nullptr;            // child of this; none without a tray
     QPointer<SettingsWindow> settingsWindow_;        // created when first opened
     QPointer<GradientEditor> gradientEditor_;        // created when first opened
+    QPointer<FeedbackSheet> feedbackSheet_;          // while open; deleted on close
     bool wantsTrayIcon_ = true;                      // create one when the desktop has a tray
     bool showLevelMeterAtStart_ = true;              // start() shows the level meter
     bool showNumericalMeterAtStart_ = true;          // start() shows the numerical meter
