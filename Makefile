@@ -9,7 +9,7 @@ JOBS          ?= $(shell nproc)
 # Lets ccache reuse objects between clones of the repository (paths are made relative).
 export CCACHE_BASEDIR := $(CURDIR)
 
-.PHONY: all deps build run test bench live-cpu clean
+.PHONY: all deps build run test bench live-cpu package clean
 
 all: build
 
@@ -42,6 +42,11 @@ bench: deps $(RELEASE_DIR)/build.ninja
 live-cpu: deps $(RELEASE_DIR)/build.ninja
 	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvrameters
 	bash scripts/measure-live-cpu.sh $(RELEASE_DIR)
+
+# The Debian package of the Release build (see README, "Install").
+package: deps $(RELEASE_DIR)/build.ninja
+	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvrameters kelvrameters_man
+	cd $(RELEASE_DIR) && cpack
 
 clean:
 	rm -rf build

@@ -21,6 +21,8 @@ packages=(
   sox ffmpeg
   # the man page, made from --help-all at build time
   help2man
+  # the Debian package and the checks of its desktop entry and AppStream data
+  dpkg-dev appstream desktop-file-utils
   # faster rebuilds
   ccache
   # headless display, screenshots and a font that is always there
