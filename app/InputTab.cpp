@@ -6,6 +6,8 @@
 #include "app/TestTonePanel.h"
 #include "capture/AudioEngineControl.h"
 #include "engine/AudioEngine.h"
+#include "settings/AppSettings.h"
+#include "settings/DefaultsStore.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -71,7 +73,7 @@ InputTab::InputTab(AudioEngine &engine, AudioEngineControl *control, QWidget *pa
 
     if (control_) {
         connect(source_, &QComboBox::activated, this,
-                [this](int index) { control_->setSelectedInputDevice(source_->itemText(index)); });
+                [this](int index) { control_->setSelectedInputDevice(source_->itemData(index).toString()); });
         connect(startStop_, &QPushButton::clicked, this, [this] {
             if (control_->isRunning())
                 control_->stopEngine();
@@ -98,12 +100,13 @@ void InputTab::refreshDevices()
         source_->addItem(QStringLiteral("None"));
         return;
     }
-    QStringList devices = control_->availableInputDevices();
+    // Items show names and carry keys: two devices may share a description.
+    for (const QString &name : control_->availableInputDevices())
+        source_->addItem(name, control_->inputDeviceKey(name).value_or(name));
     const QString selected = control_->selectedInputDevice();
     // A saved device that is not plugged in right now still shows as the choice.
-    if (!devices.contains(selected)) devices << selected;
-    source_->addItems(devices);
-    source_->setCurrentIndex(devices.indexOf(selected));
+    if (source_->findData(selected) < 0) source_->addItem(control_->displayName(selected), selected);
+    source_->setCurrentIndex(source_->findData(selected));
 }
 
 void InputTab::refreshRunning()

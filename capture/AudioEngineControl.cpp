@@ -5,12 +5,16 @@
 #include "settings/AppSettings.h"
 #include "settings/DefaultsStore.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace {
 
 const QString noneName = QString::fromLatin1(AudioEngineControl::noneDevice);
 const QString systemDefaultName = QString::fromLatin1(AudioEngineControl::systemDefaultDevice);
+
+// A device, as opposed to "None" and "System Default".
+bool isNamedDevice(const QString &selection) { return selection != noneName && selection != systemDefaultName; }
 
 QString accessDeniedMessage()
 {
@@ -131,6 +135,7 @@ void AudioEngineControl::startEngine()
     if (backend_) stopEngine();
 
     if (selectedInputDevice_ != systemDefaultName) {
+        adoptKeyOfNamedSelection(listInputDevices());
         const std::optional<std::uint32_t> id = getDeviceID(selectedInputDevice_);
         if (!id || !isDeviceValid(*id)) selectWhileRestarting(systemDefaultName);
     }
@@ -241,14 +246,15 @@ void AudioEngineControl::selectWhileRestarting(const QString &device)
 
 void AudioEngineControl::setSelectedInputDevice(const QString &device)
 {
-    if (device == selectedInputDevice_) return;
-    selectedInputDevice_ = device;
-    emit selectedInputDeviceChanged(device);
+    const QString key = inputDeviceKey(device).value_or(device);
+    if (key == selectedInputDevice_) return;
+    selectedInputDevice_ = key;
+    emit selectedInputDeviceChanged(key);
     if (isRestartingEngine_) return;
 
-    store_.writeString(QString::fromLatin1(selectedInputDeviceKey), device);
+    store_.writeString(QString::fromLatin1(selectedInputDeviceKey), key);
     deviceReturnTimer_.stop();
-    if (device == noneName) {
+    if (key == noneName) {
         stopEngine();
     } else if (isAppAudioMode_) {
         // Choosing an input leaves application audio.
@@ -267,27 +273,81 @@ void AudioEngineControl::setSelectedInputDevice(const QString &device)
     }
 }
 
-QStringList AudioEngineControl::enumerateInputDevices() const
+std::vector<InputDevice> AudioEngineControl::listInputDevices() const
 {
-    QStringList names{noneName, systemDefaultName};
-    for (const InputDevice &device : platform_.inputDevices()) names.append(device.name);
-    return names;
+    // Two microphones of one model share their description: the picker tells them apart
+    // by their place in the system's order.
+    std::vector<InputDevice> devices = platform_.inputDevices();
+    QHash<QString, int> seen;
+    for (InputDevice &device : devices) {
+        device.key = device.selectionKey();
+        if (const int count = ++seen[device.name]; count > 1) device.name += QStringLiteral(" (%1)").arg(count);
+    }
+    return devices;
 }
 
-std::optional<std::uint32_t> AudioEngineControl::getDeviceID(const QString &name) const
+std::optional<std::uint32_t> AudioEngineControl::getDeviceID(const QString &key) const
 {
-    if (name == systemDefaultName) return std::nullopt;
+    if (!isNamedDevice(key)) return std::nullopt;
     for (const InputDevice &device : platform_.inputDevices()) {
-        if (device.name == name) return device.id;
+        if (device.selectionKey() == key) return device.id;
     }
     return std::nullopt;
+}
+
+std::optional<QString> AudioEngineControl::inputDeviceKey(const QString &nameOrKey) const
+{
+    if (!isNamedDevice(nameOrKey)) return nameOrKey;
+    // Keys first: a key is exact, while a description may be anybody's.
+    for (const InputDevice &device : listedDevices_) {
+        if (device.key == nameOrKey) return device.key;
+    }
+    for (const InputDevice &device : listedDevices_) {
+        if (device.name == nameOrKey) return device.key;
+    }
+    return std::nullopt;
+}
+
+QString AudioEngineControl::displayName(const QString &key) const
+{
+    if (!isNamedDevice(key)) return key;
+    for (const InputDevice &device : listedDevices_) {
+        if (device.key == key) return device.name;
+    }
+    return seenDescriptions_.value(key, key);
+}
+
+bool AudioEngineControl::isListed(const QString &key) const
+{
+    return !isNamedDevice(key) || std::any_of(listedDevices_.begin(), listedDevices_.end(),
+                                              [&](const InputDevice &device) { return device.key == key; });
+}
+
+void AudioEngineControl::adoptKeyOfNamedSelection(const std::vector<InputDevice> &devices)
+{
+    if (!isNamedDevice(selectedInputDevice_)) return;
+    const auto hasKey = [&](const InputDevice &device) { return device.key == selectedInputDevice_; };
+    const auto hasName = [&](const InputDevice &device) { return device.name == selectedInputDevice_; };
+    if (std::any_of(devices.begin(), devices.end(), hasKey)) return;
+    const auto device = std::find_if(devices.begin(), devices.end(), hasName);
+    if (device == devices.end()) return;
+    // The same choice, spelled the way that survives a second device of the same model.
+    selectedInputDevice_ = device->key;
+    store_.writeString(QString::fromLatin1(selectedInputDeviceKey), selectedInputDevice_);
+    emit selectedInputDeviceChanged(selectedInputDevice_);
 }
 
 bool AudioEngineControl::isDeviceValid(std::uint32_t id) { return platform_.isDeviceAlive(id); }
 
 void AudioEngineControl::publishDeviceList()
 {
-    availableInputDevices_ = enumerateInputDevices();
+    // Remembered so that a device that went away still shows by its description.
+    for (const InputDevice &device : platform_.inputDevices())
+        seenDescriptions_.insert(device.selectionKey(), device.name);
+    listedDevices_ = listInputDevices();
+    availableInputDevices_ = QStringList{noneName, systemDefaultName};
+    for (const InputDevice &device : listedDevices_) availableInputDevices_.append(device.name);
+    adoptKeyOfNamedSelection(listedDevices_);
     emit availableInputDevicesChanged(availableInputDevices_);
 }
 
@@ -296,10 +356,7 @@ void AudioEngineControl::updateAvailableDevices()
     publishDeviceList();
     // Without a server the list says nothing about which devices exist.
     if (platform_.access() != AudioPlatform::Access::granted) return;
-    if (selectedInputDevice_ != noneName && selectedInputDevice_ != systemDefaultName &&
-        !availableInputDevices_.contains(selectedInputDevice_)) {
-        setSelectedInputDevice(systemDefaultName);
-    }
+    if (!isListed(selectedInputDevice_)) setSelectedInputDevice(systemDefaultName);
 }
 
 void AudioEngineControl::scheduleHardwareUpdate() { hardwareChangeTimer_.start(); }
@@ -311,7 +368,7 @@ void AudioEngineControl::runHardwareUpdate()
     if (selectedInputDevice_ == systemDefaultName) return;
     QTimer::singleShot(hardwareRecheckDelay, this, [this] {
         if (!engine_) return;
-        if (availableInputDevices_.contains(selectedInputDevice_)) {
+        if (isListed(selectedInputDevice_)) {
             // Only a default-input back-end left without a source is restarted.
             if (isRunning_ && backend_ && backend_->kind() == CaptureBackend::Kind::defaultInput &&
                 !backend_->hasInput())
@@ -373,8 +430,7 @@ void AudioEngineControl::resumeCapture()
         return;
     }
 
-    const bool namedDevice = selectedInputDevice_ != noneName && selectedInputDevice_ != systemDefaultName;
-    if (afterLoss && namedDevice && !getDeviceID(selectedInputDevice_)) {
+    if (afterLoss && isNamedDevice(selectedInputDevice_) && !getDeviceID(selectedInputDevice_)) {
         // The server is back before the device's node: give it a moment.
         deviceReturnTimer_.start();
         return;

@@ -6,6 +6,7 @@
 #include "capture/CaptureBackend.h"
 #include "capture/SilenceWatch.h"
 
+#include <QHash>
 #include <QObject>
 #include <QPointer>
 #include <QSet>
@@ -27,6 +28,10 @@ class DefaultsStore;
 // device changes, wake-ups and a restarting audio server. It drives AudioEngine
 // through the engine's control surface and holds it weakly: when the engine is gone,
 // delayed work does nothing. Main thread only.
+//
+// A device is chosen and persisted by its key (InputDevice::key, PipeWire's node.name),
+// shown by its name: the description, with " (2)", " (3)", ... for the second and later
+// devices of one description. "None" and "System Default" are their own key and name.
 class AudioEngineControl : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool isRunning READ isRunning NOTIFY isRunningChanged)
@@ -81,13 +86,17 @@ public:
     // Stops at once and starts again restartDelay later; ignored while a restart is pending.
     void restartEngine();
 
-    // Publishes enumerateInputDevices() as availableInputDevices (always emitting), and
-    // switches a selection that is no longer listed to "System Default".
+    // Publishes availableInputDevices (always emitting), and switches a selection that is
+    // no longer listed to "System Default".
     void updateAvailableDevices();
-    // "None", "System Default", then every capturable device in the system's order.
-    QStringList enumerateInputDevices() const;
-    // The first device with exactly this name; "System Default" has none.
-    std::optional<std::uint32_t> getDeviceID(const QString &name) const;
+    // The device with this key on the platform's list right now; "System Default" has none.
+    std::optional<std::uint32_t> getDeviceID(const QString &key) const;
+    // The key of what `nameOrKey` names among availableInputDevices: a key, else a name
+    // shown there (with its " (2)"); nullopt when nothing listed is called that.
+    std::optional<QString> inputDeviceKey(const QString &nameOrKey) const;
+    // The text shown for `key`: its name while listed, else the last description seen for
+    // it in this run, else the key itself.
+    QString displayName(const QString &key) const;
     // Whether the device still exists (answered within 0.5 s, else gone).
     bool isDeviceValid(std::uint32_t id);
     // Debounces device-list changes: one update hardwareChangeDebounceInterval after the last.
@@ -96,9 +105,13 @@ public:
 
     bool isRunning() const { return isRunning_; }
     bool hasPermission() const { return hasPermission_; }
+    // The key of the chosen source (displayName() tells what to show).
     QString selectedInputDevice() const { return selectedInputDevice_; }
     // Persists the choice and restarts capture for it (unless a restart is changing it).
+    // `device` is a key or a listed name; a text naming nothing listed is kept as a key
+    // (a device not plugged in right now).
     void setSelectedInputDevice(const QString &device);
+    // "None", "System Default", then every capturable device's name in the system's order.
     QStringList availableInputDevices() const { return availableInputDevices_; }
     bool isRestartingEngine() const { return isRestartingEngine_; }
     // The back-end the engine reads, or nullptr.
@@ -160,6 +173,13 @@ signals:
     void appListsChanged();
 
 private:
+    // The platform's devices with their names made unique and their keys filled in.
+    std::vector<InputDevice> listInputDevices() const;
+    // Whether `key` is "None", "System Default" or a published device.
+    bool isListed(const QString &key) const;
+    // A selection stored as a name (settings from before keys) becomes the key of the
+    // first of `devices` shown under that name, persisted at once.
+    void adoptKeyOfNamedSelection(const std::vector<InputDevice> &devices);
     void startEngineWithDefaultInput();
     void startEngineWithDevice(std::uint32_t id);
     // Makes `backend` the engine's source with a fresh loudness measurement.
@@ -204,8 +224,10 @@ private:
 
     bool isRunning_ = false;                     // a back-end is capturing
     bool hasPermission_ = false;                 // the audio server accepted this client
-    QString selectedInputDevice_;                // the chosen source
-    QStringList availableInputDevices_;          // choices for the input picker
+    QString selectedInputDevice_;                // the chosen source's key
+    QStringList availableInputDevices_;          // names of the input picker's choices
+    std::vector<InputDevice> listedDevices_;     // the published devices: unique name, key
+    QHash<QString, QString> seenDescriptions_;   // key -> last description seen this run
     bool isRestartingEngine_ = false;            // guard for restarts and internal selection changes
     std::unique_ptr<CaptureBackend> backend_;    // the running back-end, or none
     std::uint64_t backendSerial_ = 0;            // counts activated back-ends

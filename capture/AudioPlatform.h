@@ -13,8 +13,13 @@
 
 // One choice of the input picker besides "None" and "System Default".
 struct InputDevice {
-    std::uint32_t id = 0; // the platform's device identifier
-    QString name;         // the text shown and persisted
+    std::uint32_t id = 0; // the platform's device identifier; a re-plugged device gets a new one
+    QString name;         // what the user sees: the device's description (not unique)
+    QString key{};        // what is persisted: stable across restarts and unique; empty = `name`
+                          // (initialized, so that {id, name} is a complete device)
+
+    // The identifier a choice is remembered by.
+    QString selectionKey() const { return key.isEmpty() ? name : key; }
 
     friend bool operator==(const InputDevice &, const InputDevice &) = default;
 };
@@ -44,7 +49,7 @@ public:
     // Why access() is denied or unreachable, as one sentence.
     virtual QString accessProblem() const = 0;
 
-    // Capturable devices in the system's order (duplicate names kept).
+    // Capturable devices in the system's order (duplicate names kept, keys unique).
     virtual std::vector<InputDevice> inputDevices() const = 0;
     // Whether the device still exists; answers within 0.5 s, a late answer counts as gone.
     virtual bool isDeviceAlive(std::uint32_t id) = 0;

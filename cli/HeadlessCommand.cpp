@@ -26,7 +26,8 @@
 
 // kelvrameters headless --source NAME [--seconds N] [--every SECONDS] [--exit-on-source-loss]
 //
-// NAME is a name of the input picker, "app:NAME" (tap the process whose name or
+// NAME is a name of the input picker (with its " (2)" for a second device of the same
+// description) or a device's node.name, "app:NAME" (tap the process whose name or
 // identifier is NAME) or "apps:ID,ID" (application audio of those applications).
 // Meters one live source without windows and prints the published meter values as
 // JSON lines, one every SECONDS (default 0.5) and a last one at the end, in the format
@@ -46,8 +47,8 @@ const QString appsPrefix = QStringLiteral("apps:");
 
 const QCommandLineOption sourceOption(
     QStringLiteral("source"),
-    QStringLiteral("What to meter: an input source by name (\"System Default\", a device, \"Monitor of ...\"), "
-                   "app:NAME for one application, apps:ID,ID for several."),
+    QStringLiteral("What to meter: an input source by name (\"System Default\", a device, \"Monitor of ...\") "
+                   "or node name, app:NAME for one application, apps:ID,ID for several."),
     QStringLiteral("NAME"));
 const QCommandLineOption secondsOption(QStringLiteral("seconds"),
                                        QStringLiteral("Stop after this many seconds (default: run until interrupted)."),
@@ -70,7 +71,7 @@ void printStatus(const QString &message)
 }
 
 struct HeadlessOptions {
-    QString source;                  // a name of the input picker
+    QString source;                  // a name of the input picker, a node name, app:, apps:
     std::optional<double> duration;  // s; none = until interrupted
     double reportInterval = 0.5;     // s between printed reports
     bool exitOnSourceLoss = false;
@@ -186,6 +187,7 @@ int run(const cli::Invocation &invocation)
     QObject::connect(&engine, &AudioEngine::errorMessageChanged, &printStatus);
     const bool tap = options.source.startsWith(tapPrefix);
     const bool apps = options.source.startsWith(appsPrefix);
+    QString sourceKey = options.source; // an input device's key once it is found
     if (tap || apps) {
         const QString names = options.source.mid(tap ? tapPrefix.size() : appsPrefix.size());
         const QStringList ids = names.split(QLatin1Char(','), Qt::SkipEmptyParts);
@@ -195,16 +197,18 @@ int run(const cli::Invocation &invocation)
             return 1;
         }
     } else {
-        if (!control.availableInputDevices().contains(options.source)) {
+        const std::optional<QString> key = control.inputDeviceKey(options.source);
+        if (!key) {
             printStatus(QStringLiteral("No input source is named \"%1\". Sources: %2")
                             .arg(options.source, control.availableInputDevices().mid(1).join(QStringLiteral(", "))));
             return 1;
         }
+        sourceKey = *key;
         control.startIfNeeded();
         // A named device that cannot be captured is replaced by the default input; a log
         // of the wrong source would be worse than none.
-        if (!control.isRunning() || control.selectedInputDevice() != options.source) {
-            printStatus(QStringLiteral("Could not capture \"%1\".").arg(options.source));
+        if (!control.isRunning() || control.selectedInputDevice() != sourceKey) {
+            printStatus(QStringLiteral("Could not capture \"%1\".").arg(control.displayName(sourceKey)));
             return 1;
         }
     }
@@ -226,23 +230,25 @@ int run(const cli::Invocation &invocation)
     };
 
     QObject::connect(&control, &AudioEngineControl::selectedInputDeviceChanged, &application, [&](const QString &now) {
-        if (now == options.source) {
-            printStatus(QStringLiteral("\"%1\" is back; metering it again.").arg(now));
+        const QString source = control.displayName(sourceKey);
+        if (now == sourceKey) {
+            printStatus(QStringLiteral("\"%1\" is back; metering it again.").arg(source));
         } else if (options.exitOnSourceLoss) {
-            printStatus(QStringLiteral("The source \"%1\" went away (now \"%2\").").arg(options.source, now));
+            printStatus(
+                QStringLiteral("The source \"%1\" went away (now \"%2\").").arg(source, control.displayName(now)));
             finish(1);
         } else {
             printStatus(QStringLiteral("The source \"%1\" went away; metering \"%2\" until it returns.")
-                            .arg(options.source, now));
+                            .arg(source, control.displayName(now)));
         }
     });
     // The engine falls back to the default input; the named device is taken back as
     // soon as it is plugged in again.
     if (!tap && !apps) {
         QObject::connect(&control, &AudioEngineControl::availableInputDevicesChanged, &application, [&] {
-            if (!options.exitOnSourceLoss && control.selectedInputDevice() != options.source &&
-                control.availableInputDevices().contains(options.source))
-                control.setSelectedInputDevice(options.source);
+            if (!options.exitOnSourceLoss && control.selectedInputDevice() != sourceKey &&
+                control.inputDeviceKey(sourceKey))
+                control.setSelectedInputDevice(sourceKey);
         });
     }
 

@@ -17,6 +17,8 @@
 #   audio-test-env.sh plug DIR NAME...    add sources described as NAME (devices
 #                                         plugged in); the sink feeding each is
 #                                         "plug-NAME-feed", non-alphanumerics as "-"
+#                                         NAME=NODE: node.name NODE, fed by "NODE-feed"
+#                                         (two devices of one description)
 #   audio-test-env.sh unplug DIR NAME     remove it again (the device pulled out)
 #
 # Inside the session: pw-play --target mic-feed FILE feeds the virtual microphone.
@@ -54,6 +56,12 @@ wait_for() {
         ((SECONDS < deadline)) || return 1
         sleep 0.05
     done
+}
+
+# The node name of a plugged source: NODE for "NAME=NODE", else "plug-NAME" with
+# non-alphanumerics as "-".
+plug_tag() {
+    if [[ $1 == *=* ]]; then echo "${1#*=}"; else echo "plug-$(echo "$1" | tr -c 'A-Za-z0-9\n' '-')"; fi
 }
 
 node_exists() { pw-cli ls Node 2>/dev/null | grep -q "node.name = \"$1\""; }
@@ -257,9 +265,9 @@ plug)
     # All devices first, then the waits: several names arrive as one burst of changes.
     tags=()
     for name in "$@"; do
-        tag=plug-$(echo "$name" | tr -c 'A-Za-z0-9\n' '-')
+        tag=$(plug_tag "$name")
         [[ ! -f $dir/pid/$tag ]] || die "$name is already plugged in"
-        spawn_loopback "$dir" "$tag" "$tag-feed" "$tag" "$name" 100
+        spawn_loopback "$dir" "$tag" "$tag-feed" "$tag" "${name%%=*}" 100
         tags+=("$tag")
     done
     for tag in "${tags[@]}"; do
@@ -270,11 +278,10 @@ unplug)
     check_dir "${1:-}"
     [[ -n ${2:-} ]] || die "unplug needs a device name"
     dir=$1 name=$2
-    tag=plug-$(echo "$name" | tr -c 'A-Za-z0-9\n' '-')
-    kill_pid_file "$dir/pid/$tag"
+    kill_pid_file "$dir/pid/$(plug_tag "$name")"
     ;;
 *)
-    sed -n '2,20p' "$0" >&2
+    sed -n '2,22p' "$0" >&2
     exit 2
     ;;
 esac

@@ -48,12 +48,15 @@ std::vector<InputDevice> PipeWireAudioPlatform::inputDevices() const
     std::vector<InputDevice> devices;
     const auto &nodes = connection_.nodes().nodes();
     for (const AudioNodeInfo &node : nodes) {
-        if (node.isInput()) devices.push_back({node.id, QString::fromStdString(node.displayName())});
+        if (node.isInput())
+            devices.push_back({node.id, QString::fromStdString(node.displayName()), QString::fromStdString(node.name)});
     }
     for (const AudioNodeInfo &node : nodes) {
-        if (node.isSink()) {
-            devices.push_back({node.id, QString::fromUtf8(monitorPrefix) + QString::fromStdString(node.displayName())});
-        }
+        if (!node.isSink()) continue;
+        // The sink itself owns its node.name; PulseAudio clients know its monitor as NAME.monitor.
+        const QString sinkName = QString::fromStdString(node.name);
+        devices.push_back({node.id, QString::fromUtf8(monitorPrefix) + QString::fromStdString(node.displayName()),
+                           sinkName.isEmpty() ? QString() : sinkName + QString::fromUtf8(monitorSuffix)});
     }
     std::erase_if(devices, [](const InputDevice &device) { return device.name.isEmpty(); });
     return devices;

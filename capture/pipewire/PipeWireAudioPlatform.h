@@ -12,12 +12,14 @@ class PipeWireMetadataManager;
 //
 // Input devices are the nodes of media class "Audio/Source", "Audio/Source/Virtual" and
 // "Audio/Duplex", named by node.description (then node.nick, node.name), followed by
-// "Monitor of " + the name of every "Audio/Sink".
+// "Monitor of " + the name of every "Audio/Sink". Their keys are node.name, and the
+// sink's node.name + ".monitor" for a monitor.
 class PipeWireAudioPlatform final : public AudioPlatform {
     Q_OBJECT
 
 public:
     static constexpr const char *monitorPrefix = "Monitor of ";
+    static constexpr const char *monitorSuffix = ".monitor";
     static constexpr auto aliveTimeout = std::chrono::milliseconds(500);
 
     // Starts connecting at once.

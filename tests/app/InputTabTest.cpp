@@ -141,6 +141,33 @@ TEST_F(InputTabTest, OffersTheDevicesAndDrivesTheCapture)
     EXPECT_EQ(widget<QLabel>("inputStatus")->text(), QStringLiteral("Failed to start audio engine: no server"));
 }
 
+// Two microphones of one model: the second is numbered, chosen by its node name, and
+// still shown as the choice while the server restarts without it.
+TEST_F(InputTabTest, IdenticalDevicesAreNumberedAndTheChoiceIsStoredByKey)
+{
+    platform.devices = {{7, QStringLiteral("USB Mic"), QStringLiteral("usb-mic-a")},
+                        {8, QStringLiteral("USB Mic"), QStringLiteral("usb-mic-b")}};
+    control.checkPermissionAndStart();
+    control.updateAvailableDevices();
+    auto *source = widget<QComboBox>("inputSource");
+    EXPECT_EQ(itemTexts(source), (QStringList{"None", "System Default", "USB Mic", "USB Mic (2)"}));
+
+    source->setCurrentIndex(3);
+    emit source->activated(3);
+    EXPECT_EQ(env.store->readString(QStringLiteral("selectedInputDevice")), QStringLiteral("usb-mic-b"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return control.isRunning(); }, 2000));
+    EXPECT_EQ(platform.deviceStarts, (std::vector<std::uint32_t>{8}));
+    EXPECT_EQ(source->currentText(), QStringLiteral("USB Mic (2)"));
+
+    platform.loseServer();
+    platform.setAccess(AudioPlatform::Access::granted);
+    EXPECT_EQ(itemTexts(source), (QStringList{"None", "System Default", "USB Mic"}));
+    EXPECT_EQ(source->currentIndex(), 2);
+    // Picking the absent device again keeps its key; it does not become its description.
+    emit source->activated(2);
+    EXPECT_EQ(env.store->readString(QStringLiteral("selectedInputDevice")), QStringLiteral("usb-mic-b"));
+}
+
 TEST_F(InputTabTest, ProcessPickerListsPlayingFirstKeepsTheChoiceAndTapsIt)
 {
     platform.processes = {{11, QStringLiteral("Notifier"), QStringLiteral("notifier"), false},

@@ -1,6 +1,6 @@
 // The engine control against a fake audio system: which back-end starts for which
-// selection, the fall-backs, the restart guard, the device-change debounce, access,
-// server loss and the silence warning.
+// selection, devices known by key and shown by name, the fall-backs, the restart guard,
+// the device-change debounce, access, server loss and the silence warning.
 
 #include "capture/AudioEngineControl.h"
 #include "engine/AudioEngine.h"
@@ -24,6 +24,10 @@ const QString systemDefault = QStringLiteral("System Default");
 const QString usbMic = QStringLiteral("USB Mic");
 const QString selectionKey = QStringLiteral("selectedInputDevice");
 constexpr std::uint32_t usbMicId = 7;
+// Two microphones of one model: one description, two node names.
+const QString firstMicKey = QStringLiteral("alsa_input.usb-Mic_A-00.analog-stereo");
+const QString secondMicKey = QStringLiteral("alsa_input.usb-Mic_B-00.analog-stereo");
+constexpr std::uint32_t secondMicId = 8;
 
 class AudioEngineControlTest : public ::testing::Test {
 protected:
@@ -152,6 +156,69 @@ TEST_F(AudioEngineControlTest, UnusableDeviceAtStartFallsBackToSystemDefaultWith
         EXPECT_TRUE(engine.errorMessage().isEmpty());
         EXPECT_FALSE(c.isRestartingEngine());
     }
+}
+
+TEST_F(AudioEngineControlTest, IdenticalDevicesAreNumberedInThePickerAndChosenByKey)
+{
+    platform.plug(usbMicId, usbMic, firstMicKey);
+    platform.plug(secondMicId, usbMic, secondMicKey);
+    platform.plug(9, QStringLiteral("Headset"), QStringLiteral("headset"));
+    AudioEngineControl &c = makeControl(systemDefault);
+    c.startIfNeeded();
+    EXPECT_EQ(c.availableInputDevices(), QStringList({none, systemDefault, usbMic, "USB Mic (2)", "Headset"}));
+    EXPECT_EQ(c.inputDeviceKey(QStringLiteral("USB Mic (2)")), secondMicKey);
+    EXPECT_EQ(c.inputDeviceKey(firstMicKey), firstMicKey);
+    EXPECT_EQ(c.inputDeviceKey(QStringLiteral("USB Mic (3)")), std::nullopt);
+
+    c.setSelectedInputDevice(QStringLiteral("USB Mic (2)"));
+    EXPECT_EQ(c.selectedInputDevice(), secondMicKey);
+    EXPECT_EQ(stored(), secondMicKey);
+    EXPECT_EQ(c.displayName(secondMicKey), QStringLiteral("USB Mic (2)"));
+    ASSERT_TRUE(waitUntil([&] { return c.isRunning(); }, 1s));
+    EXPECT_EQ(platform.deviceStarts, std::vector<std::uint32_t>{secondMicId});
+
+    // Pulling the first one renumbers the second, which stays chosen and running.
+    platform.unplug(usbMicId);
+    ASSERT_TRUE(waitUntil([&] { return c.availableInputDevices().size() == 4; }, 2s));
+    runEventsFor(300ms); // the re-check after the list update
+    EXPECT_EQ(c.availableInputDevices(), QStringList({none, systemDefault, usbMic, "Headset"}));
+    EXPECT_EQ(c.selectedInputDevice(), secondMicKey);
+    EXPECT_EQ(c.displayName(secondMicKey), usbMic);
+    EXPECT_EQ(runningKind(), Kind::device);
+    EXPECT_EQ(platform.deviceStarts, std::vector<std::uint32_t>{secondMicId});
+
+    // The next launch finds the second one behind the first of the same description.
+    platform.devices = {{usbMicId, usbMic, firstMicKey}, {secondMicId, usbMic, secondMicKey}};
+    makeControl(secondMicKey).startIfNeeded();
+    EXPECT_EQ(platform.deviceStarts.back(), secondMicId);
+}
+
+// Settings written before devices had keys hold the description. The first device
+// shown under it takes over, by key from then on; until one matches nothing is rewritten.
+TEST_F(AudioEngineControlTest, AStoredDescriptionBecomesTheKeyOfTheFirstDeviceItMatches)
+{
+    AudioEngineControl &absent = makeControl(usbMic);
+    absent.startIfNeeded();
+    EXPECT_EQ(runningKind(), Kind::defaultInput);
+    EXPECT_EQ(stored(), usbMic);
+
+    platform.plug(usbMicId, usbMic, firstMicKey);
+    platform.plug(secondMicId, usbMic, secondMicKey);
+    AudioEngineControl &c = makeControl(usbMic);
+    EXPECT_EQ(c.selectedInputDevice(), firstMicKey); // already for the picker, before any start
+    EXPECT_EQ(stored(), firstMicKey);
+    c.startIfNeeded();
+    EXPECT_EQ(runningKind(), Kind::device);
+    EXPECT_EQ(platform.deviceStarts.back(), usbMicId);
+
+    // Plugged in after the list was published: matched when capture starts on it.
+    platform.devices.clear();
+    AudioEngineControl &late = makeControl(usbMic);
+    platform.devices = {{secondMicId, usbMic, secondMicKey}}; // the list update is still to come
+    late.startIfNeeded();
+    EXPECT_EQ(late.selectedInputDevice(), secondMicKey);
+    EXPECT_EQ(stored(), secondMicKey);
+    EXPECT_EQ(platform.deviceStarts.back(), secondMicId);
 }
 
 TEST_F(AudioEngineControlTest, RestartIgnoresARequestWhileOneIsPending)
@@ -299,8 +366,8 @@ TEST_F(AudioEngineControlTest, WithoutAServerTheTestSignalStandsInUntilTheServer
 
 TEST_F(AudioEngineControlTest, LosingTheServerStopsCaptureAndTheSelectedDeviceResumesWhenBack)
 {
-    platform.plug(usbMicId, usbMic);
-    AudioEngineControl &c = makeControl(usbMic);
+    platform.plug(usbMicId, usbMic, firstMicKey);
+    AudioEngineControl &c = makeControl(firstMicKey);
     c.startIfNeeded();
     ASSERT_EQ(runningKind(), Kind::device);
 
@@ -309,16 +376,23 @@ TEST_F(AudioEngineControlTest, LosingTheServerStopsCaptureAndTheSelectedDeviceRe
     EXPECT_EQ(engine.activeBackend(), nullptr);
     EXPECT_TRUE(engine.errorMessage().endsWith(QStringLiteral("Reconnecting...")));
 
-    // Back, but the device's node is not there yet: capture waits for it.
+    // Back, but the device's node is not there yet: capture waits for it, and the
+    // picker goes on showing it by its description.
     platform.setAccess(Access::granted);
     runEventsFor(100ms);
     EXPECT_FALSE(c.isRunning());
-    EXPECT_EQ(c.selectedInputDevice(), usbMic);
+    EXPECT_EQ(c.selectedInputDevice(), firstMicKey);
+    EXPECT_FALSE(c.availableInputDevices().contains(usbMic));
+    EXPECT_EQ(c.displayName(firstMicKey), usbMic);
+    EXPECT_EQ(c.displayName(secondMicKey), secondMicKey); // never seen: the key itself
 
-    platform.plug(usbMicId + 1, usbMic);
+    // Another of the same model comes first; the chosen one returns under a new id.
+    platform.plug(secondMicId, usbMic, secondMicKey);
+    EXPECT_FALSE(c.isRunning());
+    platform.plug(usbMicId + 1, usbMic, firstMicKey);
     ASSERT_TRUE(c.isRunning());
     EXPECT_EQ(platform.deviceStarts.back(), usbMicId + 1);
-    EXPECT_EQ(c.selectedInputDevice(), usbMic);
+    EXPECT_EQ(c.selectedInputDevice(), firstMicKey);
     EXPECT_TRUE(engine.errorMessage().isEmpty());
 }
 

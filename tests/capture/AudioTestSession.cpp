@@ -125,6 +125,8 @@ bool AudioTestSession::unplug(const QString &name) { return runScript({QStringLi
 
 QString AudioTestSession::feedSinkFor(const QString &name)
 {
+    if (const qsizetype equals = name.indexOf(QLatin1Char('=')); equals >= 0)
+        return name.mid(equals + 1) + QStringLiteral("-feed");
     QString tag = name;
     for (QChar &c : tag) {
         if (!(c.isLetterOrNumber() && c.unicode() < 128)) c = QLatin1Char('-');

@@ -39,7 +39,8 @@ public:
     static QString toolOutput(const QString &program, const QStringList &arguments);
 
     // Adds sources described as `names` at the same moment (devices plugged in); returns
-    // false on failure. The sink feeding the source named N is feedSinkFor(N).
+    // false on failure. The sink feeding the source named N is feedSinkFor(N). "N=NODE"
+    // gives the source the node name NODE, so that two can share a description.
     bool plug(const QStringList &names);
     bool unplug(const QString &name);
     static QString feedSinkFor(const QString &name);

@@ -91,9 +91,10 @@ public:
         access_ = access;
         emit accessChanged();
     }
-    void plug(std::uint32_t id, const QString &name)
+    // A device without a key is known by its name, as a platform without stable names would do.
+    void plug(std::uint32_t id, const QString &name, const QString &key = {})
     {
-        devices.push_back({id, name});
+        devices.push_back({id, name, key});
         emit devicesChanged();
     }
     void unplug(std::uint32_t id)

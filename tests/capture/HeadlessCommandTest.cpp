@@ -178,6 +178,28 @@ TEST(HeadlessCommand, KeepsMeteringWhenTheDeviceIsPulledAndTakesItBackWhenItRetu
     EXPECT_EQ(strict.exitCode(), 1);
 }
 
+// Two devices of one description: the second by the name the picker shows, the first
+// by its node name.
+TEST(HeadlessCommand, TellsTwoDevicesOfOneDescriptionApartByNumberOrNodeName)
+{
+    testApplication();
+    AudioTestSession session;
+    ASSERT_TRUE(session.error().isEmpty()) << session.error().toStdString();
+    const QString first = QStringLiteral("USB Mic=usb-mic-a");
+    const QString second = QStringLiteral("USB Mic=usb-mic-b");
+    ASSERT_TRUE(session.plug({first})) << session.error().toStdString();
+    ASSERT_TRUE(session.plug({second})) << session.error().toStdString();
+    session.play(session.makeTone(997.0, -12.0, 60.0, QStringLiteral("a.wav")), AudioTestSession::feedSinkFor(first));
+    session.play(session.makeTone(997.0, -6.0, 60.0, QStringLiteral("b.wav")), AudioTestSession::feedSinkFor(second));
+
+    for (const auto &[source, peak] : {std::pair{"USB Mic (2)", -6.0}, std::pair{"usb-mic-a", -12.0}}) {
+        const CommandRun run = runHeadless({"--source", source, "--seconds", "1.5"});
+        ASSERT_EQ(run.exitCode, 0) << source << ": " << run.err.toStdString();
+        ASSERT_FALSE(run.reports.empty()) << source;
+        EXPECT_NEAR(run.reports.back().value("maxPeakLeft").toDouble(), peak, 0.1) << source;
+    }
+}
+
 // No server: exit code 1 with the reason. Wrong arguments: a usage error, code 2.
 TEST(HeadlessCommand, WithoutAServerSaysWhyAndWrongArgumentsAreAUsageError)
 {
