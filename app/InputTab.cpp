@@ -83,6 +83,7 @@ InputTab::InputTab(AudioEngine &engine, AudioEngineControl *control, QWidget *pa
         connect(control_, &AudioEngineControl::availableInputDevicesChanged, this, &InputTab::refreshDevices);
         connect(control_, &AudioEngineControl::selectedInputDeviceChanged, this, &InputTab::refreshDevices);
         connect(control_, &AudioEngineControl::isRunningChanged, this, &InputTab::refreshRunning);
+        connect(control_, &AudioEngineControl::selectedInputDeviceChanged, this, &InputTab::refreshStatus);
     } else {
         source_->setEnabled(false);
         startStop_->setEnabled(false);
@@ -121,7 +122,16 @@ void InputTab::refreshStatus()
     QString text = engine_.errorMessage();
     if (!control_)
         text = QStringLiteral("Audio capture is not available in this run.");
+    else if (text.isEmpty() && neverChoseSource())
+        text = QStringLiteral("No source selected");
     else if (text.isEmpty())
         text = QStringLiteral("OK");
     status_->setText(text);
+}
+
+bool InputTab::neverChoseSource() const
+{
+    // "None" is also the stored default: only an absent choice means nobody chose yet.
+    return control_ && control_->selectedInputDevice() == QLatin1String(AudioEngineControl::noneDevice) &&
+           !engine_.settings().store().readString(QString::fromLatin1(AudioEngineControl::selectedInputDeviceKey));
 }

@@ -24,6 +24,7 @@ private:
     void refreshDevices();
     void refreshRunning();
     void refreshStatus();
+    bool neverChoseSource() const;
 
     AudioEngine &engine_;            // test signal and status line
     AudioEngineControl *control_;    // source choice and start/stop; may be null

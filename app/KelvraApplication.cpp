@@ -18,6 +18,7 @@
 #include <QMessageBox>
 #include <QScreen>
 #include <QSystemTrayIcon>
+#include <QTabWidget>
 #include <QWindow>
 
 KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
@@ -78,6 +79,14 @@ KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
     connect(numericalWindow_.get(), &NumericalMeterWindow::resetPeaksRequested, engine_.get(),
             &AudioEngine::resetPeaks);
     connect(levelWindow_.get(), &MeterWindow::firstShown, this, &KelvraApplication::levelMeterFirstShown);
+    connect(levelWindow_.get(), &LevelMeterWindow::sourcePromptClicked, this, &KelvraApplication::openInputSettings);
+    if (control_) {
+        connect(control_.get(), &AudioEngineControl::selectedInputDeviceChanged, this,
+                &KelvraApplication::updateSourcePrompt);
+        connect(control_.get(), &AudioEngineControl::availableInputDevicesChanged, this,
+                &KelvraApplication::updateSourcePrompt);
+    }
+    updateSourcePrompt();
     if (control_) {
         connect(control_.get(), &AudioEngineControl::isRunningChanged, numericalWindow_.get(),
                 &NumericalMeterWindow::setEngineRunning);
@@ -180,6 +189,31 @@ void KelvraApplication::openFeedbackSheet()
     feedbackSheet_->show();
     feedbackSheet_->raise();
     feedbackSheet_->activateWindow();
+}
+
+void KelvraApplication::updateSourcePrompt()
+{
+    // "None" is the stored default; only a user who never chose anything is asked.
+    const bool neverChosen =
+        control_ && control_->selectedInputDevice() == QLatin1String(AudioEngineControl::noneDevice) &&
+        !settings_.store().readString(QString::fromLatin1(AudioEngineControl::selectedInputDeviceKey));
+    if (!neverChosen) {
+        levelWindow_->setSourcePrompt(std::nullopt);
+        return;
+    }
+    SourcePrompt prompt;
+    const QString defaultInput = platform_ ? platform_->defaultInputName() : QString();
+    if (!defaultInput.isEmpty()) prompt.detail = "Default input: " + defaultInput.toStdString();
+    levelWindow_->setSourcePrompt(prompt);
+}
+
+void KelvraApplication::openInputSettings()
+{
+    openSettingsWindow();
+    QTabWidget *tabs = settingsWindow_->tabs();
+    for (int i = 0; i < tabs->count(); ++i) {
+        if (tabs->tabText(i) == QStringLiteral("Input")) tabs->setCurrentIndex(i);
+    }
 }
 
 void KelvraApplication::quit()

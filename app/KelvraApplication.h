@@ -84,6 +84,9 @@ private:
     void updateStartStopText();
     void createTrayIcon();
     void showAbout();
+    // The level meter asks for a source while none was ever chosen.
+    void updateSourcePrompt();
+    void openInputSettings();
     // The display tick runs only while a meter window is on screen.
     void updateDisplayActive();
     bool eventFilter(QObject *watched, QEvent *event) override;

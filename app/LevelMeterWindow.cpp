@@ -5,6 +5,7 @@
 #include "views/qt/ViewRenderer.h"
 #include "views/qt/ViewSettingsFromAppSettings.h"
 
+#include <QImage>
 #include <QMouseEvent>
 #include <QPainter>
 
@@ -99,11 +100,38 @@ void LevelMeterWindow::drawContent(QPainter &painter, const QRect &dirty)
     const double now = static_cast<double>(clock_.nsecsElapsed()) * 1.0e-9;
     const Rect dirtyRect{static_cast<double>(dirty.x()), static_cast<double>(dirty.y()),
                          static_cast<double>(dirty.width()), static_cast<double>(dirty.height())};
-    view_.draw(canvas, {static_cast<double>(width()), static_cast<double>(height())}, meterData_.values(),
-               viewSettings(), now, dirty == rect() ? std::nullopt : std::optional<Rect>(dirtyRect));
+    const Size size{static_cast<double>(width()), static_cast<double>(height())};
+    view_.draw(canvas, size, meterData_.values(), viewSettings(), now,
+               dirty == rect() ? std::nullopt : std::optional<Rect>(dirtyRect));
+    if (sourcePrompt_) SourcePromptView::draw(canvas, size, *sourcePrompt_);
     // The loudness rings ease towards new values; keep drawing until they arrive, even
     // when no new values come (capture stopped).
     if (view_.isAnimating(now) && !animationTimer_.isActive()) animationTimer_.start();
+}
+
+void LevelMeterWindow::setSourcePrompt(std::optional<SourcePrompt> prompt)
+{
+    if (prompt.has_value() == sourcePrompt_.has_value() &&
+        (!prompt || (prompt->headline == sourcePrompt_->headline && prompt->detail == sourcePrompt_->detail)))
+        return;
+    sourcePrompt_ = std::move(prompt);
+    setToolTip(sourcePrompt_ ? QStringLiteral("Click to choose what the meters listen to") : QString());
+    update();
+}
+
+bool LevelMeterWindow::handleContentPress(const QPoint &position)
+{
+    if (!sourcePrompt_) return false;
+    QImage scratch(1, 1, QImage::Format_ARGB32_Premultiplied);
+    QPainter painter(&scratch);
+    const QtCanvas measurer(painter, &canvasCache_);
+    const Rect panel = SourcePromptView::panelRect({static_cast<double>(width()), static_cast<double>(height())},
+                                                   *sourcePrompt_, measurer);
+    if (position.x() < panel.x || position.x() > panel.x + panel.width || position.y() < panel.y ||
+        position.y() > panel.y + panel.height)
+        return false;
+    emit sourcePromptClicked();
+    return true;
 }
 
 void LevelMeterWindow::mouseDoubleClickEvent(QMouseEvent *event)

@@ -3,6 +3,7 @@
 #include "app/MeterWindow.h"
 #include "engine/MeterData.h"
 #include "views/LevelMeterView.h"
+#include "views/SourcePromptView.h"
 #include "views/ViewSettings.h"
 #include "views/qt/QtCanvas.h"
 
@@ -25,14 +26,20 @@ public:
     // The meter fields the window draws with its current settings.
     MeterFieldMask drawnFields();
     const LevelMeterSettings &viewSettings();
+    // Shows the prompt to choose a source over the meters, or hides it (nullopt).
+    void setSourcePrompt(std::optional<SourcePrompt> prompt);
+    const std::optional<SourcePrompt> &sourcePrompt() const { return sourcePrompt_; }
 
 signals:
     // A double click on the meter: the same as "Reset Peaks".
     void resetPeaksRequested();
+    // A click on the source prompt.
+    void sourcePromptClicked();
 
 protected:
     void drawContent(QPainter &painter, const QRect &dirty) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
+    bool handleContentPress(const QPoint &position) override;
 
 private:
     void meterDataChanged(MeterFieldMask fields);
@@ -47,4 +54,5 @@ private:
     QElapsedTimer clock_;               // drives the ring animation
     QtCanvasCache canvasCache_;         // fonts, shaped text and static layers kept between frames
     QTimer animationTimer_;             // single shot: the next frame of an easing ring
+    std::optional<SourcePrompt> sourcePrompt_; // while no source was ever chosen
 };

@@ -55,6 +55,9 @@ public:
     virtual bool isDeviceAlive(std::uint32_t id) = 0;
     // Channels of the default output, at least 2; 2 when it cannot be told.
     virtual int defaultOutputChannelCount() const = 0;
+    // The description of the desktop's default input, when the system names one: the
+    // first-run prompt offers it.
+    virtual QString defaultInputName() const { return {}; }
 
     virtual StartResult startDefaultInput() = 0;
     virtual StartResult startDevice(std::uint32_t id) = 0;

@@ -62,6 +62,12 @@ std::vector<InputDevice> PipeWireAudioPlatform::inputDevices() const
     return devices;
 }
 
+QString PipeWireAudioPlatform::defaultInputName() const
+{
+    const AudioNodeInfo *node = connection_.nodes().findByName(connection_.metadata().defaultSourceName());
+    return node ? QString::fromStdString(node->displayName()) : QString();
+}
+
 bool PipeWireAudioPlatform::isDeviceAlive(std::uint32_t id) { return connection_.isNodeAlive(id, aliveTimeout); }
 
 int PipeWireAudioPlatform::defaultOutputChannelCount() const

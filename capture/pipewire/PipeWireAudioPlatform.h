@@ -29,6 +29,7 @@ public:
     Access access() const override;
     QString accessProblem() const override;
     std::vector<InputDevice> inputDevices() const override;
+    QString defaultInputName() const override;
     bool isDeviceAlive(std::uint32_t id) override;
     int defaultOutputChannelCount() const override;
     StartResult startDefaultInput() override;

@@ -58,6 +58,7 @@ public:
     std::vector<InputDevice> inputDevices() const override { return devices; }
     bool isDeviceAlive(std::uint32_t id) override { return !deadDevices.contains(id); }
     int defaultOutputChannelCount() const override { return 2; }
+    QString defaultInputName() const override { return defaultInput; }
 
     StartResult startDefaultInput() override
     {
@@ -112,6 +113,7 @@ public:
 
     QString problem;
     std::vector<InputDevice> devices;
+    QString defaultInput; // the desktop's default input as the system names it
     std::set<std::uint32_t> deadDevices;     // the alive query says "gone"
     std::set<std::uint32_t> refusingDevices; // startDevice fails
     std::set<std::uint32_t> monoDevices;     // one channel
