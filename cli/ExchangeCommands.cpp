@@ -1,7 +1,7 @@
 // kelvrameters export-settings FILE / import-settings FILE: the settings exchange
 // without panels, on the user's own settings store, for deploying one setup to several
 // machines from a script. Exit code 0 on success, 1 with the failure on standard error.
-#include "app/ExchangeDialogs.h"
+#include "app/exchange/ExchangeDialogs.h"
 #include "cli/Modes.h"
 #include "settings/AppSettings.h"
 #include "settings/SettingsExchange.h"

@@ -1,7 +1,7 @@
 // No mode: the meter windows, one running copy per user.
-#include "app/DarkAppearance.h"
-#include "app/KelvraApplication.h"
-#include "app/SingleInstance.h"
+#include "app/shell/DarkAppearance.h"
+#include "app/shell/KelvraApplication.h"
+#include "app/shell/SingleInstance.h"
 #include "capture/pipewire/PipeWireAudioPlatform.h"
 #include "cli/Modes.h"
 #include "settings/AppSettings.h"

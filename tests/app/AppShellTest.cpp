@@ -1,8 +1,8 @@
-#include "app/KelvraApplication.h"
-#include "app/LevelMeterWindow.h"
-#include "app/NumericalMeterWindow.h"
-#include "app/SettingsWindow.h"
-#include "app/SingleInstance.h"
+#include "app/shell/KelvraApplication.h"
+#include "app/windows/LevelMeterWindow.h"
+#include "app/windows/NumericalMeterWindow.h"
+#include "app/settingswindow/SettingsWindow.h"
+#include "app/shell/SingleInstance.h"
 #include "tests/app/WidgetTestSupport.h"
 
 #include <QAction>

@@ -1,4 +1,4 @@
-#include "app/WindowChromeConfigurator.h"
+#include "app/windows/WindowChromeConfigurator.h"
 #include "tests/app/WidgetTestSupport.h"
 
 #include <QTest>

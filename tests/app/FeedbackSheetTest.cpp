@@ -1,6 +1,6 @@
 // The feedback sheet as a user drives it, sending to a real HTTP server on 127.0.0.1.
-#include "app/FeedbackSheet.h"
-#include "app/KelvraApplication.h"
+#include "app/services/FeedbackSheet.h"
+#include "app/shell/KelvraApplication.h"
 #include "capture/AudioEngineControl.h"
 #include "tests/app/WidgetTestSupport.h"
 #include "tests/capture/FakeAudioPlatform.h"

@@ -2,9 +2,9 @@
 // default). The level meter then asks for a source, naming the default input, and
 // one click leads to the Input tab; the prompt goes as soon as anything is chosen,
 // and an explicit "None" is respected without asking.
-#include "app/KelvraApplication.h"
-#include "app/LevelMeterWindow.h"
-#include "app/SettingsWindow.h"
+#include "app/shell/KelvraApplication.h"
+#include "app/windows/LevelMeterWindow.h"
+#include "app/settingswindow/SettingsWindow.h"
 #include "capture/AudioEngineControl.h"
 #include "tests/app/WidgetTestSupport.h"
 #include "tests/capture/FakeAudioPlatform.h"

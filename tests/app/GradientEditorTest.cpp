@@ -1,5 +1,5 @@
-#include "app/GradientEditor.h"
-#include "app/GradientStopBar.h"
+#include "app/gradients/GradientEditor.h"
+#include "app/gradients/GradientStopBar.h"
 #include "tests/app/WidgetTestSupport.h"
 
 #include <QLabel>

@@ -1,8 +1,8 @@
 // The Input tab driven through its widgets against a fake audio system: the input
 // device, one application's tap with its mixdown settings, and chosen applications.
 
-#include "app/SettingsWindow.h"
-#include "app/TestTonePanel.h"
+#include "app/settingswindow/SettingsWindow.h"
+#include "app/settingswindow/TestTonePanel.h"
 #include "capture/AudioEngineControl.h"
 #include "engine/AudioEngine.h"
 #include "tests/app/WidgetTestSupport.h"

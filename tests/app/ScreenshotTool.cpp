@@ -5,13 +5,13 @@
 //
 //   kelvra_app_screenshots OUTPUT_DIR [SECONDS]
 
-#include "app/DarkAppearance.h"
-#include "app/GradientEditor.h"
-#include "app/GradientStopBar.h"
-#include "app/KelvraApplication.h"
-#include "app/LevelMeterWindow.h"
-#include "app/NumericalMeterWindow.h"
-#include "app/SettingsWindow.h"
+#include "app/shell/DarkAppearance.h"
+#include "app/gradients/GradientEditor.h"
+#include "app/gradients/GradientStopBar.h"
+#include "app/shell/KelvraApplication.h"
+#include "app/windows/LevelMeterWindow.h"
+#include "app/windows/NumericalMeterWindow.h"
+#include "app/settingswindow/SettingsWindow.h"
 #include "capture/AudioEngineControl.h"
 #include "capture/pipewire/PipeWireAudioPlatform.h"
 #include "settings/AppSettings.h"

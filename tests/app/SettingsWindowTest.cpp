@@ -1,6 +1,6 @@
-#include "app/LevelMeterTab.h"
-#include "app/RangeEditor.h"
-#include "app/SettingsWindow.h"
+#include "app/settingswindow/LevelMeterTab.h"
+#include "app/settingswindow/RangeEditor.h"
+#include "app/settingswindow/SettingsWindow.h"
 #include "engine/AudioEngine.h"
 #include "tests/app/WidgetTestSupport.h"
 

@@ -1,7 +1,7 @@
 // The updater's decisions: when it checks, when it stays quiet, and what the dialog
 // says, against feeds served by a real HTTP server on 127.0.0.1.
-#include "app/UpdateDialog.h"
-#include "app/UpdaterManager.h"
+#include "app/services/UpdateDialog.h"
+#include "app/services/UpdaterManager.h"
 #include "tests/app/WidgetTestSupport.h"
 #include "tests/support/LocalHttpServer.h"
 

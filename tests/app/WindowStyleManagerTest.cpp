@@ -1,5 +1,5 @@
-#include "app/FrameText.h"
-#include "app/WindowStyleManager.h"
+#include "app/windows/FrameText.h"
+#include "app/windows/WindowStyleManager.h"
 #include "tests/app/WidgetTestSupport.h"
 
 #include <QTest>

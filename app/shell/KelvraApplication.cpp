@@ -1,0 +1,317 @@
+#include "app/shell/KelvraApplication.h"
+
+#include "app/shell/DarkAppearance.h"
+#include "app/exchange/ExchangeDialogs.h"
+#include "app/services/FeedbackSheet.h"
+#include "app/gradients/GradientEditor.h"
+#include "app/windows/LevelMeterWindow.h"
+#include "app/windows/NumericalMeterWindow.h"
+#include "app/settingswindow/SettingsWindow.h"
+#include "capture/AudioEngineControl.h"
+#include "settings/AppSettings.h"
+
+#include <QAction>
+#include <QEvent>
+#include <QApplication>
+#include <QCoreApplication>
+#include <QMenu>
+#include <QMessageBox>
+#include <QScreen>
+#include <QSystemTrayIcon>
+#include <QTabWidget>
+#include <QWindow>
+
+KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
+    : settings_(settings),
+      engine_(std::make_unique<AudioEngine>(settings, options.tickSource)),
+      platform_(std::move(options.platform)),
+      styleManager_(settings.store()),
+      actions_(settings),
+      updater_(settings.store(), std::move(options.updater)),
+      wantsTrayIcon_(options.trayIcon),
+      showLevelMeterAtStart_(options.showLevelMeter),
+      showNumericalMeterAtStart_(options.showNumericalMeter)
+{
+    // The meters live in small windows that come and go; the tray icon or a second
+    // start brings them back, and only "Quit" ends the program.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    if (platform_) {
+        control_ = std::make_unique<AudioEngineControl>(*engine_, *platform_, settings.store());
+        // Without an audio server the windows would sit at -60 with nothing to show;
+        // the built-in test signal keeps them alive while the status line says why.
+        control_->setTestSignalWithoutServer(true);
+    }
+
+    levelWindow_ = std::make_unique<LevelMeterWindow>(settings_, engine_->meterData());
+    numericalWindow_ = std::make_unique<NumericalMeterWindow>(settings_, engine_->meterData());
+
+    levelMenu_.reset(actions_.buildMenu(menu_table::levelMeterContextMenu(), MeterWindowType::levelMeter));
+    numericalMenu_.reset(actions_.buildMenu(menu_table::numericalMeterContextMenu(), MeterWindowType::numericalMeter));
+    trayMenu_.reset(actions_.buildMenu(menu_table::trayMenu(), std::nullopt));
+    connect(numericalMenu_.get(), &QMenu::aboutToShow, this, &KelvraApplication::updateStartStopText);
+    updateStartStopText();
+
+    for (MeterWindow *window : {static_cast<MeterWindow *>(levelWindow_.get()),
+                                static_cast<MeterWindow *>(numericalWindow_.get())}) {
+        styleManager_.registerWindow(window, window->type());
+        window->chrome().setStaysOnTop(actions_.staysOnTop(window->type()));
+        actions_.installShortcuts(window);
+    }
+    levelWindow_->installEventFilter(this);
+    numericalWindow_->installEventFilter(this);
+    levelWindow_->setContextMenu(levelMenu_.get());
+    numericalWindow_->setContextMenu(numericalMenu_.get());
+    applyChrome();
+
+    connect(&settings_, &AppSettings::changed, this, [this] {
+        for (MeterWindow *window : {static_cast<MeterWindow *>(levelWindow_.get()),
+                                    static_cast<MeterWindow *>(numericalWindow_.get())})
+            window->chrome().applyLater(settings_.showWindowChrome(), settings_.backgroundColor());
+    });
+    connect(&actions_, &AppActions::triggered, this, &KelvraApplication::runCommand);
+    connect(this, &KelvraApplication::showFeedbackSheet, this, &KelvraApplication::openFeedbackSheet);
+    connect(&actions_, &AppActions::stayOnTopToggled, this, [this](MeterWindowType type, bool onTop) {
+        MeterWindow &window = type == MeterWindowType::levelMeter ? static_cast<MeterWindow &>(*levelWindow_)
+                                                                  : static_cast<MeterWindow &>(*numericalWindow_);
+        window.chrome().setStaysOnTop(onTop);
+    });
+    connect(levelWindow_.get(), &LevelMeterWindow::resetPeaksRequested, engine_.get(), &AudioEngine::resetPeaks);
+    connect(numericalWindow_.get(), &NumericalMeterWindow::resetPeaksRequested, engine_.get(),
+            &AudioEngine::resetPeaks);
+    connect(levelWindow_.get(), &MeterWindow::firstShown, this, &KelvraApplication::levelMeterFirstShown);
+    connect(levelWindow_.get(), &LevelMeterWindow::sourcePromptClicked, this, &KelvraApplication::openInputSettings);
+    if (control_) {
+        connect(control_.get(), &AudioEngineControl::selectedInputDeviceChanged, this,
+                &KelvraApplication::updateSourcePrompt);
+        connect(control_.get(), &AudioEngineControl::availableInputDevicesChanged, this,
+                &KelvraApplication::updateSourcePrompt);
+    }
+    updateSourcePrompt();
+    if (control_) {
+        connect(control_.get(), &AudioEngineControl::isRunningChanged, numericalWindow_.get(),
+                &NumericalMeterWindow::setEngineRunning);
+        numericalWindow_->setEngineRunning(control_->isRunning());
+    }
+}
+
+KelvraApplication::~KelvraApplication()
+{
+    // Editor windows refer to the engine and its control: close them first.
+    delete settingsWindow_;
+    delete gradientEditor_;
+    delete feedbackSheet_;
+    // Capture stops before the engine it feeds goes away.
+    control_.reset();
+}
+
+SettingsWindow *KelvraApplication::settingsWindow() const { return settingsWindow_; }
+
+GradientEditor *KelvraApplication::gradientEditor() const { return gradientEditor_; }
+
+FeedbackSheet *KelvraApplication::feedbackSheet() const { return feedbackSheet_; }
+
+void KelvraApplication::start()
+{
+    if (showLevelMeterAtStart_) showWindow(*levelWindow_);
+    if (showNumericalMeterAtStart_) showWindow(*numericalWindow_);
+    // Capture otherwise starts when the level meter first appears.
+    if (!showLevelMeterAtStart_ && control_) control_->startIfNeeded();
+    updateDisplayActive();
+    if (wantsTrayIcon_ && QSystemTrayIcon::isSystemTrayAvailable()) createTrayIcon();
+    updater_.startDelayed();
+}
+
+bool KelvraApplication::eventFilter(QObject *watched, QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::Show:
+    case QEvent::Hide:
+    case QEvent::WindowStateChange:
+        // Queued: during these events the window's own state is not final yet.
+        QMetaObject::invokeMethod(this, &KelvraApplication::updateDisplayActive, Qt::QueuedConnection);
+        break;
+    default:
+        break;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void KelvraApplication::updateDisplayActive()
+{
+    const auto onScreen = [](const QWidget &window) { return window.isVisible() && !window.isMinimized(); };
+    engine_->setDisplayActive(onScreen(*levelWindow_) || onScreen(*numericalWindow_));
+}
+
+void KelvraApplication::showFirstWindow()
+{
+    MeterWindow *first = levelWindow_.get();
+    if (!levelWindow_->isVisible() && numericalWindow_->isVisible()) first = numericalWindow_.get();
+    showWindow(*first);
+}
+
+void KelvraApplication::showWindow(MeterWindow &window)
+{
+    window.show();
+    window.raise();
+    window.activateWindow();
+}
+
+void KelvraApplication::openSettingsWindow()
+{
+    if (!settingsWindow_) {
+        settingsWindow_ = new SettingsWindow(settings_, *engine_, control_.get());
+        settingsWindow_->setAttribute(Qt::WA_DeleteOnClose);
+        connect(settingsWindow_, &SettingsWindow::gradientEditorRequested, this,
+                &KelvraApplication::openGradientEditor);
+    }
+    settingsWindow_->show();
+    settingsWindow_->raise();
+    settingsWindow_->activateWindow();
+}
+
+void KelvraApplication::openGradientEditor()
+{
+    if (!gradientEditor_) {
+        gradientEditor_ = new GradientEditor(settings_);
+        gradientEditor_->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    gradientEditor_->show();
+    gradientEditor_->raise();
+    gradientEditor_->activateWindow();
+}
+
+void KelvraApplication::openFeedbackSheet()
+{
+    if (!feedbackSheet_) {
+        feedbackSheet_ = new FeedbackSheet(settings_, *engine_, control_.get());
+        feedbackSheet_->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    feedbackSheet_->show();
+    feedbackSheet_->raise();
+    feedbackSheet_->activateWindow();
+}
+
+void KelvraApplication::updateSourcePrompt()
+{
+    // "None" is the stored default; only a user who never chose anything is asked.
+    const bool neverChosen =
+        control_ && control_->selectedInputDevice() == QLatin1String(AudioEngineControl::noneDevice) &&
+        !settings_.store().readString(QString::fromLatin1(AudioEngineControl::selectedInputDeviceKey));
+    if (!neverChosen) {
+        levelWindow_->setSourcePrompt(std::nullopt);
+        return;
+    }
+    SourcePrompt prompt;
+    const QString defaultInput = platform_ ? platform_->defaultInputName() : QString();
+    if (!defaultInput.isEmpty()) prompt.detail = "Default input: " + defaultInput.toStdString();
+    levelWindow_->setSourcePrompt(prompt);
+}
+
+void KelvraApplication::openInputSettings()
+{
+    openSettingsWindow();
+    QTabWidget *tabs = settingsWindow_->tabs();
+    for (int i = 0; i < tabs->count(); ++i) {
+        if (tabs->tabText(i) == QStringLiteral("Input")) tabs->setCurrentIndex(i);
+    }
+}
+
+void KelvraApplication::quit()
+{
+    // Hiding writes any frame whose save is still waiting for the drag to settle.
+    levelWindow_->hide();
+    numericalWindow_->hide();
+    if (settingsWindow_) settingsWindow_->close();
+    if (gradientEditor_) gradientEditor_->close();
+    if (feedbackSheet_) feedbackSheet_->close();
+    QCoreApplication::quit();
+}
+
+void KelvraApplication::runCommand(MenuCommand command)
+{
+    switch (command) {
+    case MenuCommand::about: showAbout(); break;
+    case MenuCommand::checkForUpdates: updater_.checkForUpdates(); break;
+    case MenuCommand::sendFeedback: emit showFeedbackSheet(); break;
+    case MenuCommand::openSettings: openSettingsWindow(); break;
+    case MenuCommand::openGradientEditor: openGradientEditor(); break;
+    case MenuCommand::quit: quit(); break;
+    case MenuCommand::resetPeaks:
+    case MenuCommand::resetMaxPeaks: engine_->resetPeaks(); break;
+    case MenuCommand::startStopEngine:
+        if (!control_) break;
+        if (control_->isRunning())
+            control_->stopEngine();
+        else
+            control_->startEngine();
+        break;
+    case MenuCommand::importGradients:
+    case MenuCommand::exportAllCustomGradients:
+    case MenuCommand::importSettings:
+    case MenuCommand::exportSettings: runExchange(command); break;
+    case MenuCommand::showLevelMeter: showWindow(*levelWindow_); break;
+    case MenuCommand::showNumericalMeter: showWindow(*numericalWindow_); break;
+    default: break;
+    }
+}
+
+void KelvraApplication::runExchange(MenuCommand command)
+{
+    // The file dialogs belong to whichever window the command came from.
+    QWidget *parent = QApplication::activeWindow();
+    if (!parent) parent = levelWindow_.get();
+    switch (command) {
+    case MenuCommand::importGradients: exchange_dialogs::importGradients(parent, settings_); break;
+    case MenuCommand::exportAllCustomGradients: exchange_dialogs::exportAllCustomGradients(parent, settings_); break;
+    case MenuCommand::importSettings: exchange_dialogs::importAllSettings(parent, settings_); break;
+    case MenuCommand::exportSettings: exchange_dialogs::exportAllSettings(parent, settings_); break;
+    default: break;
+    }
+}
+
+void KelvraApplication::applyChrome()
+{
+    for (MeterWindow *window : {static_cast<MeterWindow *>(levelWindow_.get()),
+                                static_cast<MeterWindow *>(numericalWindow_.get())})
+        window->chrome().apply(settings_.showWindowChrome(), settings_.backgroundColor());
+}
+
+void KelvraApplication::levelMeterFirstShown()
+{
+    // The tick runs at the refresh rate of the screen the level meter is on.
+    if (QWindow *handle = levelWindow_->windowHandle()) {
+        const auto followScreen = [this](QScreen *screen) {
+            if (screen) engine_->setDisplayRefreshRate(screen->refreshRate());
+        };
+        followScreen(handle->screen());
+        connect(handle, &QWindow::screenChanged, this, followScreen);
+    }
+    if (control_) control_->startIfNeeded();
+}
+
+void KelvraApplication::updateStartStopText()
+{
+    QAction *action = actions_.action(MenuCommand::startStopEngine);
+    action->setEnabled(control_ != nullptr);
+    action->setText(control_ && control_->isRunning() ? QStringLiteral("Stop") : QStringLiteral("Start"));
+}
+
+void KelvraApplication::createTrayIcon()
+{
+    if (trayIcon_) return;
+    trayIcon_ = new QSystemTrayIcon(applicationIcon(), this);
+    trayIcon_->setToolTip(QStringLiteral("KelvraMeters"));
+    trayIcon_->setContextMenu(trayMenu_.get());
+    connect(trayIcon_, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+        if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick) showFirstWindow();
+    });
+    trayIcon_->show();
+}
+
+void KelvraApplication::showAbout()
+{
+    QMessageBox::about(levelWindow_.get(), QStringLiteral("About KelvraMeters"),
+                       QStringLiteral("<b>KelvraMeters %1</b><p>Peak, RMS and EBU R128 loudness meters for the "
+                                      "desktop, with spectrum and phase scope.</p>")
+                           .arg(QCoreApplication::applicationVersion()));
+}
