@@ -210,6 +210,7 @@ void AudioEngineControl::attachLoudnessMeter(CaptureBackend &backend)
 
 void AudioEngineControl::stopEngine()
 {
+    const bool endsFileSource = isFileSourceRunning();
     if (backend_) {
         backend_->disconnect(this);
         backend_->stop();
@@ -221,13 +222,14 @@ void AudioEngineControl::stopEngine()
         engine_->setInputDeviceBackend(nullptr);
     }
     setIsRunning(appBackend_ != nullptr);
+    if (endsFileSource) emit fileSourceChanged();
 }
 
 void AudioEngineControl::restartEngine()
 {
     if (isRestartingEngine_) return;
-    // A process tap is never restarted by device or wake events.
-    if (isProcessTapRunning()) return;
+    // A process tap or a file is never restarted by device or wake events.
+    if (isProcessTapRunning() || isFileSourceRunning()) return;
     isRestartingEngine_ = true;
     stopEngine();
     QTimer::singleShot(restartDelay, this, [this] {
@@ -254,6 +256,8 @@ void AudioEngineControl::setSelectedInputDevice(const QString &device)
 
     store_.writeString(QString::fromLatin1(selectedInputDeviceKey), key);
     deviceReturnTimer_.stop();
+    // Choosing an input ends a file source.
+    if (isFileSourceRunning()) stopEngine();
     if (key == noneName) {
         stopEngine();
     } else if (isAppAudioMode_) {
@@ -443,9 +447,12 @@ void AudioEngineControl::handleServerLost(const QString &reason)
 {
     serverLost_ = true;
     hardwareChangeTimer_.stop();
-    const bool wasCapturing = appBackend_ || (backend_ && backend_->kind() != CaptureBackend::Kind::testSignal);
+    // A file source needs no server and goes on.
+    const bool fileGoesOn = isFileSourceRunning();
+    const bool wasCapturing =
+        appBackend_ || (backend_ && backend_->kind() != CaptureBackend::Kind::testSignal && !fileGoesOn);
     stopAppAudioBackend();
-    if (backend_) stopEngine();
+    if (backend_ && !fileGoesOn) stopEngine();
     // The last values fall to -60 on their own: the tick has no back-end to read.
     if (wasCapturing || awaitingAccess_ || deviceReturnTimer_.isActive()) resumeAfterReconnect_ = true;
     deviceReturnTimer_.stop();

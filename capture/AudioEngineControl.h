@@ -5,6 +5,7 @@
 #include "capture/AudioSources.h"
 #include "capture/CaptureBackend.h"
 #include "capture/SilenceWatch.h"
+#include "engine/dsp/FileBlockReader.h"
 
 #include <QHash>
 #include <QObject>
@@ -22,6 +23,7 @@
 
 class AudioEngine;
 class DefaultsStore;
+class FileSourceCaptureImpl;
 
 // The control side of the engine: permission, the input device list, choosing,
 // starting, stopping and restarting the back-end for the selected source, reacting to
@@ -158,6 +160,19 @@ public:
     const std::vector<CapturedApp> &runningAppsForCapture() const { return runningAppsForCapture_; }
     const std::vector<CapturedApp> &applicationDirApps() const { return applicationDirApps_; }
 
+    // --- file source ---
+
+    // Meters the audio file at `path` in place of any other source, `pace` times faster
+    // than it would play (1 = real time). Nothing is persisted: the stored input choice
+    // stays for the next start. False, with the reason in the status line, when the file
+    // cannot be read; the running source then goes on.
+    bool startFileSource(const QString &path, AtFileEnd atEnd, double pace = 1.0);
+    // Ends the file source and goes back to the stored input choice.
+    void stopFileSource();
+    bool isFileSourceRunning() const;
+    // The file source while it is the source (also after its end), else nullptr.
+    const FileSourceCaptureImpl *fileSource() const;
+
 signals:
     void isRunningChanged(bool running);
     void hasPermissionChanged(bool granted);
@@ -171,6 +186,12 @@ signals:
     void selectedAppsChanged();
     // runningAppsForCapture or applicationDirApps changed.
     void appListsChanged();
+    // A file source started or was ended (fileSource() tells which).
+    void fileSourceChanged();
+    // The file source's position moved; at most every 50 ms.
+    void fileSourcePositionChanged();
+    // The file source delivered its last block (AtFileEnd::stop); the meters still show it.
+    void fileSourceEnded();
 
 private:
     // The platform's devices with their names made unique and their keys filled in.
@@ -212,6 +233,7 @@ private:
     void saveAppSelection();
     void showAppWaitingStatus(int linkedStreams);
     QString selectedAppNames() const;
+    void handleFileSourceEnded();
     void refreshProcessLists();
 
     void setErrorMessage(const QString &message);

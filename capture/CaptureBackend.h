@@ -23,6 +23,7 @@ public:
         testSignal,   // the built-in test signal, no audio server involved
         processTap,   // what one process plays, linked straight from its streams
         appAudio,     // the sum of what chosen applications play
+        fileSource,   // an audio file fed at its own pace, no audio server involved
     };
 
     virtual Kind kind() const = 0;

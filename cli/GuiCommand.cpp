@@ -17,7 +17,14 @@ const QCommandLineOption windowsOption(
     QStringLiteral("The meter windows to open: level, numerical, both (level,numerical) or none (start in the tray)."),
     QStringLiteral("LIST"));
 
-void addOptions(QCommandLineParser &parser) { parser.addOption(windowsOption); }
+const QCommandLineOption sourceFileOption(
+    QStringLiteral("source-file"),
+    QStringLiteral("Meter this audio file as if it played, instead of the chosen source (not remembered)."),
+    QStringLiteral("FILE"));
+const QCommandLineOption stopAtEndOption(QStringLiteral("stop-at-end"),
+                                         QStringLiteral("With --source-file: stop at the end instead of looping."));
+
+void addOptions(QCommandLineParser &parser) { parser.addOptions({windowsOption, sourceFileOption, stopAtEndOption}); }
 
 int run(const cli::Invocation &invocation)
 {
@@ -31,6 +38,13 @@ int run(const cli::Invocation &invocation)
         }
         options.showLevelMeter = names.contains(QStringLiteral("level"));
         options.showNumericalMeter = names.contains(QStringLiteral("numerical"));
+    }
+
+    options.sourceFile = invocation.parser.value(sourceFileOption);
+    if (invocation.parser.isSet(stopAtEndOption)) {
+        if (options.sourceFile.isEmpty())
+            return invocation.usageError(QStringLiteral("--stop-at-end goes with --source-file"));
+        options.sourceFileEnd = AtFileEnd::stop;
     }
 
     QApplication app(invocation.argc, invocation.argv);

@@ -1,6 +1,7 @@
 #include "cli/Modes.h"
 
 #include "capture/AudioEngineControl.h"
+#include "capture/FileSourceCaptureImpl.h"
 #include "capture/pipewire/PipeWireAudioPlatform.h"
 #include "engine/AudioEngine.h"
 #include "engine/MeterFileSession.h"
@@ -25,6 +26,7 @@
 #include <utility>
 
 // kelvrameters headless --source NAME [--seconds N] [--every SECONDS] [--exit-on-source-loss]
+// kelvrameters headless --source-file FILE [--loop] [--pace FACTOR] [--seconds N] [--every SECONDS]
 //
 // NAME is a name of the input picker (with its " (2)" for a second device of the same
 // description) or a device's node.name, "app:NAME" (tap the process whose name or
@@ -36,6 +38,10 @@
 // app, and taken back when it returns: a logger must not die on a USB hiccup.
 // Exit codes: 0 capture ran, 1 it could not start (or, with --exit-on-source-loss, the
 // source went away), 2 wrong arguments.
+//
+// --source-file feeds an audio file through the live path instead (no audio server
+// needed), at FACTOR times real time; t, --seconds and --every then count the file's
+// time. At the end of the file (without --loop) it prints the last report and exits 0.
 
 namespace {
 
@@ -61,6 +67,17 @@ const QCommandLineOption exitOnLossOption(
     QStringLiteral("End with exit code 1 when the source goes away, instead of metering the default input until "
                    "it returns."));
 
+const QCommandLineOption sourceFileOption(
+    QStringLiteral("source-file"),
+    QStringLiteral("Meter an audio file through the live path instead of a source, as if it played."),
+    QStringLiteral("FILE"));
+const QCommandLineOption loopOption(QStringLiteral("loop"),
+                                    QStringLiteral("With --source-file: start again at the end instead of stopping."));
+const QCommandLineOption paceOption(
+    QStringLiteral("pace"),
+    QStringLiteral("With --source-file: feed the file this many times faster than real time (default 1)."),
+    QStringLiteral("FACTOR"));
+
 std::atomic<bool> interrupted{false};
 
 void handleInterrupt(int) { interrupted.store(true); }
@@ -75,11 +92,15 @@ struct HeadlessOptions {
     std::optional<double> duration;  // s; none = until interrupted
     double reportInterval = 0.5;     // s between printed reports
     bool exitOnSourceLoss = false;
+    QString sourceFile;              // an audio file fed through the live path, or empty
+    AtFileEnd atEnd = AtFileEnd::stop;
+    double pace = 1.0;               // file time per wall-clock time
 };
 
 void addOptions(QCommandLineParser &parser)
 {
-    parser.addOptions({sourceOption, secondsOption, everyOption, exitOnLossOption});
+    parser.addOptions({sourceOption, secondsOption, everyOption, exitOnLossOption, sourceFileOption, loopOption,
+                       paceOption});
 }
 
 // Returns an exit code when the arguments are wrong.
@@ -87,6 +108,18 @@ std::optional<int> readOptions(const cli::Invocation &invocation, HeadlessOption
 {
     const QCommandLineParser &parser = invocation.parser;
     options.source = parser.value(sourceOption);
+    options.sourceFile = parser.value(sourceFileOption);
+    if (!options.sourceFile.isEmpty() && parser.isSet(sourceOption))
+        return invocation.usageError(QStringLiteral("--source and --source-file exclude each other"));
+    if (options.sourceFile.isEmpty() && (parser.isSet(loopOption) || parser.isSet(paceOption)))
+        return invocation.usageError(QStringLiteral("--loop and --pace go with --source-file"));
+    if (parser.isSet(paceOption)) {
+        const std::optional<double> pace = cli::positiveSeconds(parser.value(paceOption));
+        if (!pace) return invocation.usageError(QStringLiteral("--pace needs a positive factor"));
+        options.pace = *pace;
+    }
+    if (parser.isSet(loopOption)) options.atEnd = AtFileEnd::loop;
+    if (!options.sourceFile.isEmpty()) options.source = options.sourceFile; // checked when it is opened
     if (options.source.isEmpty())
         return invocation.usageError(QStringLiteral("--source needs the name of an input source"));
     if (options.source == QLatin1String(AudioEngineControl::noneDevice))
@@ -156,6 +189,63 @@ bool startApps(AudioEngineControl &control, const AudioPlatform &platform, const
     return control.isRunning();
 }
 
+// The file source needs no audio server, and this run offers nothing else.
+class NoAudioServer final : public AudioPlatform {
+public:
+    Access access() const override { return Access::unreachable; }
+    QString accessProblem() const override { return QStringLiteral("Only a file is metered in this run."); }
+    std::vector<InputDevice> inputDevices() const override { return {}; }
+    bool isDeviceAlive(std::uint32_t) override { return false; }
+    int defaultOutputChannelCount() const override { return 2; }
+    StartResult startDefaultInput() override { return {nullptr, accessProblem()}; }
+    StartResult startDevice(std::uint32_t) override { return {nullptr, accessProblem()}; }
+};
+
+int runFileSource(const HeadlessOptions &options)
+{
+    AppSettings settings(std::make_shared<MemoryDefaultsStore>());
+    settings.setShowSpectralMeter(true);
+    settings.setShowLissajousMeter(true);
+    settings.setShowLUFSMeter(true);
+    AudioEngine engine(settings);
+    NoAudioServer platform;
+    MemoryDefaultsStore selectionStore;
+    AudioEngineControl control(engine, platform, selectionStore);
+    QObject::connect(&engine, &AudioEngine::errorMessageChanged, &printStatus);
+    if (!control.startFileSource(options.sourceFile, options.atEnd, options.pace)) return 1;
+    const FileSourceCaptureImpl &file = *control.fileSource();
+
+    int exitCode = 0;
+    bool finished = false;
+    const auto report = [&] {
+        std::printf("%s\n", meterReportJson(file.elapsed(), engine.meterData().values()).c_str());
+        std::fflush(stdout);
+    };
+    const auto finish = [&](int code) {
+        if (std::exchange(finished, true)) return;
+        exitCode = code;
+        // One more tick, so the report includes every block fed so far (the last one too).
+        engine.updateDisplayValues();
+        report();
+        QCoreApplication::quit();
+    };
+    QObject::connect(&control, &AudioEngineControl::fileSourceEnded, [&] { finish(0); });
+
+    QTimer reports; // every --every seconds of the file
+    QObject::connect(&reports, &QTimer::timeout, report);
+    reports.start(std::max(1, static_cast<int>(std::lround(options.reportInterval * 1000.0 / options.pace))));
+
+    QTimer watch; // the end of the run, or an interrupt
+    QObject::connect(&watch, &QTimer::timeout, [&] {
+        const bool timeUp = options.duration && file.elapsed() >= *options.duration;
+        if (timeUp || interrupted.load()) finish(0);
+    });
+    watch.start(5);
+
+    QCoreApplication::exec();
+    return exitCode;
+}
+
 int run(const cli::Invocation &invocation)
 {
     HeadlessOptions options;
@@ -164,6 +254,7 @@ int run(const cli::Invocation &invocation)
     QCoreApplication application(invocation.argc, invocation.argv);
     std::signal(SIGINT, handleInterrupt);
     std::signal(SIGTERM, handleInterrupt);
+    if (!options.sourceFile.isEmpty()) return runFileSource(options);
 
     // Nothing here touches the user's settings or saved source.
     AppSettings settings(std::make_shared<MemoryDefaultsStore>());
@@ -270,7 +361,7 @@ int run(const cli::Invocation &invocation)
 } // namespace
 
 const cli::Mode cli::headlessMode{
-    "headless", "--headless", "--source NAME", 0, "Meter a live source without windows; JSON lines.",
+    "headless", "--headless", "--source NAME | --source-file FILE", 0, "Meter a live source without windows; JSON lines.",
     "A device that goes away is replaced by the default input until it returns (status on standard\n"
     "error); SIGINT and SIGTERM end the run after a last report.",
     addOptions, run};

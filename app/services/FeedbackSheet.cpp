@@ -1,5 +1,7 @@
 #include "app/services/FeedbackSheet.h"
 
+#include "app/settingswindow/SettingsControls.h"
+
 #include "capture/AudioEngineControl.h"
 #include "engine/AudioEngine.h"
 
@@ -21,16 +23,8 @@
 
 namespace {
 
-// A secondary line: the palette's disabled text colour, word-wrapped.
-QLabel *secondary(const QString &text)
-{
-    auto *label = new QLabel(text);
-    label->setWordWrap(true);
-    QPalette palette = label->palette();
-    palette.setColor(QPalette::WindowText, palette.color(QPalette::Disabled, QPalette::WindowText));
-    label->setPalette(palette);
-    return label;
-}
+// A secondary line: grey and word-wrapped, like the notes of the settings pages.
+QLabel *secondary(const QString &text) { return settings_controls::note(text); }
 
 QString captureMode(const AudioEngine &engine, const AudioEngineControl &control)
 {
@@ -41,6 +35,7 @@ QString captureMode(const AudioEngine &engine, const AudioEngineControl &control
     case CaptureBackend::Kind::defaultInput:
     case CaptureBackend::Kind::device: return QStringLiteral("device");
     case CaptureBackend::Kind::testSignal: return QStringLiteral("test signal");
+    case CaptureBackend::Kind::fileSource: return QStringLiteral("file");
     case CaptureBackend::Kind::processTap:
         return QStringLiteral("process tap (%1)").arg(control.activeProcessTapName());
     case CaptureBackend::Kind::appAudio: {

@@ -1,6 +1,7 @@
 #include "app/settingswindow/InputTab.h"
 
 #include "app/settingswindow/AppAudioPanel.h"
+#include "app/settingswindow/FileSourcePanel.h"
 #include "app/settingswindow/ProcessTapPanel.h"
 #include "app/settingswindow/SettingsControls.h"
 #include "app/settingswindow/TestTonePanel.h"
@@ -60,6 +61,7 @@ InputTab::InputTab(AudioEngine &engine, AudioEngineControl *control, QWidget *pa
 
     outer->addWidget(new ProcessTapPanel(engine_.settings(), control_));
     outer->addWidget(new AppAudioPanel(control_));
+    outer->addWidget(new FileSourcePanel(engine_, control_));
     outer->addWidget(new TestTonePanel);
     outer->addStretch(1);
 

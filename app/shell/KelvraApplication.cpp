@@ -30,7 +30,9 @@ KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
       updater_(settings.store(), std::move(options.updater)),
       wantsTrayIcon_(options.trayIcon),
       showLevelMeterAtStart_(options.showLevelMeter),
-      showNumericalMeterAtStart_(options.showNumericalMeter)
+      showNumericalMeterAtStart_(options.showNumericalMeter),
+      sourceFileAtStart_(options.sourceFile),
+      sourceFileEnd_(options.sourceFileEnd)
 {
     // The meters live in small windows that come and go; the tray icon or a second
     // start brings them back, and only "Quit" ends the program.
@@ -116,6 +118,8 @@ void KelvraApplication::start()
     if (showNumericalMeterAtStart_) showWindow(*numericalWindow_);
     // Capture otherwise starts when the level meter first appears.
     if (!showLevelMeterAtStart_ && control_) control_->startIfNeeded();
+    // A file named on the command line replaces whatever source started.
+    if (!sourceFileAtStart_.isEmpty() && control_) control_->startFileSource(sourceFileAtStart_, sourceFileEnd_);
     updateDisplayActive();
     if (wantsTrayIcon_ && QSystemTrayIcon::isSystemTrayAvailable()) createTrayIcon();
     updater_.startDelayed();

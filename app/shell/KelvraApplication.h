@@ -5,6 +5,7 @@
 #include "app/windows/WindowStyleManager.h"
 #include "capture/AudioPlatform.h"
 #include "engine/AudioEngine.h"
+#include "engine/dsp/FileBlockReader.h"
 
 #include <QObject>
 #include <QPointer>
@@ -40,6 +41,9 @@ public:
         bool showNumericalMeter = true;
         // The update feed and the version it is compared with; no feed: no checks.
         UpdaterManager::Config updater = UpdaterManager::configured();
+        // An audio file start() meters in place of the chosen source (not remembered).
+        QString sourceFile;
+        AtFileEnd sourceFileEnd = AtFileEnd::loop;
     };
 
     KelvraApplication(AppSettings &settings, Options options);
@@ -110,4 +114,6 @@ private:
     bool wantsTrayIcon_ = true;                      // create one when the desktop has a tray
     bool showLevelMeterAtStart_ = true;              // start() shows the level meter
     bool showNumericalMeterAtStart_ = true;          // start() shows the numerical meter
+    QString sourceFileAtStart_;                      // start() meters this file, if any
+    AtFileEnd sourceFileEnd_ = AtFileEnd::loop;      // and loops it or stops at its end
 };
