@@ -4,12 +4,14 @@
 #include "capture/FileSourceCaptureImpl.h"
 #include "capture/pipewire/PipeWireAudioPlatform.h"
 #include "engine/AudioEngine.h"
+#include "engine/LoudnessLog.h"
 #include "engine/MeterFileSession.h"
 #include "settings/AppSettings.h"
 #include "settings/DefaultsStore.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QTimer>
 
 #include <algorithm>
@@ -78,6 +80,11 @@ const QCommandLineOption paceOption(
     QStringLiteral("With --source-file: feed the file this many times faster than real time (default 1)."),
     QStringLiteral("FACTOR"));
 
+const QCommandLineOption logOption(
+    QStringLiteral("log"),
+    QStringLiteral("Also write the loudness ten times a second to this CSV file (flushed every second)."),
+    QStringLiteral("FILE.csv"));
+
 std::atomic<bool> interrupted{false};
 
 void handleInterrupt(int) { interrupted.store(true); }
@@ -95,12 +102,13 @@ struct HeadlessOptions {
     QString sourceFile;              // an audio file fed through the live path, or empty
     AtFileEnd atEnd = AtFileEnd::stop;
     double pace = 1.0;               // file time per wall-clock time
+    QString logFile;                 // the CSV loudness log, or empty
 };
 
 void addOptions(QCommandLineParser &parser)
 {
     parser.addOptions({sourceOption, secondsOption, everyOption, exitOnLossOption, sourceFileOption, loopOption,
-                       paceOption});
+                       paceOption, logOption});
 }
 
 // Returns an exit code when the arguments are wrong.
@@ -136,7 +144,25 @@ std::optional<int> readOptions(const cli::Invocation &invocation, HeadlessOption
             options.reportInterval = *seconds;
     }
     options.exitOnSourceLoss = parser.isSet(exitOnLossOption);
+    options.logFile = parser.value(logOption);
     return std::nullopt;
+}
+
+// The CSV log of --log, running from now on; null (the reason printed) when the file
+// cannot be written, or when no log was asked for.
+std::unique_ptr<LoudnessLog> startLog(const HeadlessOptions &options, const AudioEngine &engine, const QString &source,
+                                      bool &failed)
+{
+    failed = false;
+    if (options.logFile.isEmpty()) return nullptr;
+    auto log = std::make_unique<LoudnessLog>([&engine]() -> const MeterValues & { return engine.meterData().values(); });
+    if (const QString error = log->start(options.logFile, source); !error.isEmpty()) {
+        printStatus(error);
+        failed = true;
+        return nullptr;
+    }
+    QObject::connect(log.get(), &LoudnessLog::failed, &printStatus);
+    return log;
 }
 
 void waitFor(const std::function<bool()> &condition, std::chrono::milliseconds timeout)
@@ -214,6 +240,10 @@ int runFileSource(const HeadlessOptions &options)
     QObject::connect(&engine, &AudioEngine::errorMessageChanged, &printStatus);
     if (!control.startFileSource(options.sourceFile, options.atEnd, options.pace)) return 1;
     const FileSourceCaptureImpl &file = *control.fileSource();
+    bool logFailed = false;
+    const std::unique_ptr<LoudnessLog> log =
+        startLog(options, engine, QFileInfo(options.sourceFile).fileName(), logFailed);
+    if (logFailed) return 1;
 
     int exitCode = 0;
     bool finished = false;
@@ -227,6 +257,7 @@ int runFileSource(const HeadlessOptions &options)
         // One more tick, so the report includes every block fed so far (the last one too).
         engine.updateDisplayValues();
         report();
+        if (log) log->stop();
         QCoreApplication::quit();
     };
     QObject::connect(&control, &AudioEngineControl::fileSourceEnded, [&] { finish(0); });
@@ -304,6 +335,15 @@ int run(const cli::Invocation &invocation)
         }
     }
 
+    bool logFailed = false;
+    const std::unique_ptr<LoudnessLog> log =
+        startLog(options, engine, tap || apps ? options.source : control.displayName(sourceKey), logFailed);
+    if (logFailed) return 1;
+    if (log && !tap && !apps) {
+        QObject::connect(&control, &AudioEngineControl::selectedInputDeviceChanged, log.get(),
+                         [&](const QString &now) { log->setSourceName(control.displayName(now)); });
+    }
+
     int exitCode = 0;
     bool finished = false;
     QElapsedTimer sinceStart;
@@ -317,6 +357,7 @@ int run(const cli::Invocation &invocation)
         if (std::exchange(finished, true)) return;
         exitCode = code;
         report();
+        if (log) log->stop();
         QCoreApplication::quit();
     };
 

@@ -52,6 +52,7 @@ constexpr MenuCommand plainCommands[] = {
     MenuCommand::resetPeaks,     MenuCommand::resetMaxPeaks,      MenuCommand::startStopEngine,
     MenuCommand::importGradients, MenuCommand::exportAllCustomGradients, MenuCommand::importSettings,
     MenuCommand::exportSettings, MenuCommand::showLevelMeter,     MenuCommand::showNumericalMeter,
+    MenuCommand::toggleLogging,
 };
 
 QAction *makeAction(MenuCommand command, QObject *parent)

@@ -11,7 +11,11 @@
 #include "settings/AppSettings.h"
 
 #include <QAction>
+#include <QDateTime>
+#include <QDir>
 #include <QEvent>
+#include <QFileDialog>
+#include <QStandardPaths>
 #include <QApplication>
 #include <QCoreApplication>
 #include <QMenu>
@@ -24,6 +28,7 @@
 KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
     : settings_(settings),
       engine_(std::make_unique<AudioEngine>(settings, options.tickSource)),
+      loudnessLog_([this]() -> const MeterValues & { return engine_->meterData().values(); }),
       platform_(std::move(options.platform)),
       styleManager_(settings.store()),
       actions_(settings),
@@ -71,6 +76,15 @@ KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
             window->chrome().applyLater(settings_.showWindowChrome(), settings_.backgroundColor());
     });
     connect(&actions_, &AppActions::triggered, this, &KelvraApplication::runCommand);
+    connect(&loudnessLog_, &LoudnessLog::runningChanged, this, &KelvraApplication::updateLoggingState);
+    connect(&loudnessLog_, &LoudnessLog::failed, this, [this](const QString &message) {
+        QMessageBox::warning(QApplication::activeWindow(), QStringLiteral("Loudness Log"), message);
+    });
+    if (control_) {
+        connect(control_.get(), &AudioEngineControl::selectedInputDeviceChanged, this,
+                [this] { loudnessLog_.setSourceName(currentSourceName()); });
+    }
+    updateLoggingState();
     connect(this, &KelvraApplication::showFeedbackSheet, this, &KelvraApplication::openFeedbackSheet);
     connect(&actions_, &AppActions::stayOnTopToggled, this, [this](MeterWindowType type, bool onTop) {
         MeterWindow &window = type == MeterWindowType::levelMeter ? static_cast<MeterWindow &>(*levelWindow_)
@@ -98,6 +112,8 @@ KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
 
 KelvraApplication::~KelvraApplication()
 {
+    // The log's last row and its state change need the windows still there.
+    loudnessLog_.stop();
     // Editor windows refer to the engine and its control: close them first.
     delete settingsWindow_;
     delete gradientEditor_;
@@ -143,7 +159,8 @@ bool KelvraApplication::eventFilter(QObject *watched, QEvent *event)
 void KelvraApplication::updateDisplayActive()
 {
     const auto onScreen = [](const QWidget &window) { return window.isVisible() && !window.isMinimized(); };
-    engine_->setDisplayActive(onScreen(*levelWindow_) || onScreen(*numericalWindow_));
+    // The log records the published values, so the tick keeps running while it writes.
+    engine_->setDisplayActive(onScreen(*levelWindow_) || onScreen(*numericalWindow_) || loudnessLog_.isRunning());
 }
 
 void KelvraApplication::showFirstWindow()
@@ -222,6 +239,7 @@ void KelvraApplication::openInputSettings()
 
 void KelvraApplication::quit()
 {
+    loudnessLog_.stop();
     // Hiding writes any frame whose save is still waiting for the drag to settle.
     levelWindow_->hide();
     numericalWindow_->hide();
@@ -255,6 +273,7 @@ void KelvraApplication::runCommand(MenuCommand command)
     case MenuCommand::exportSettings: runExchange(command); break;
     case MenuCommand::showLevelMeter: showWindow(*levelWindow_); break;
     case MenuCommand::showNumericalMeter: showWindow(*numericalWindow_); break;
+    case MenuCommand::toggleLogging: toggleLogging(); break;
     default: break;
     }
 }
@@ -291,6 +310,44 @@ void KelvraApplication::levelMeterFirstShown()
         connect(handle, &QWindow::screenChanged, this, followScreen);
     }
     if (control_) control_->startIfNeeded();
+}
+
+void KelvraApplication::toggleLogging()
+{
+    if (loudnessLog_.isRunning()) {
+        loudnessLog_.stop();
+        return;
+    }
+    QWidget *parent = QApplication::activeWindow();
+    const QString suggested =
+        QDir(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation))
+            .filePath(QStringLiteral("KelvraMeters-loudness-%1.csv")
+                          .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"))));
+    const QString path = QFileDialog::getSaveFileName(parent, QStringLiteral("Start Logging"), suggested,
+                                                      QStringLiteral("CSV files (*.csv)"));
+    if (path.isEmpty()) return;
+    const QString error = loudnessLog_.start(path, currentSourceName());
+    if (!error.isEmpty()) QMessageBox::warning(parent, QStringLiteral("Loudness Log"), error);
+}
+
+void KelvraApplication::updateLoggingState()
+{
+    const bool running = loudnessLog_.isRunning();
+    actions_.action(MenuCommand::toggleLogging)
+        ->setText(running ? QStringLiteral("Stop Logging") : QStringLiteral("Start Logging…"));
+    const QString badge = running ? QStringLiteral("LOG") : QString();
+    levelWindow_->setStatusBadge(badge);
+    numericalWindow_->setStatusBadge(badge);
+    if (trayIcon_)
+        trayIcon_->setToolTip(running ? QStringLiteral("KelvraMeters — logging to %1").arg(loudnessLog_.path())
+                                      : QStringLiteral("KelvraMeters"));
+    updateDisplayActive();
+}
+
+QString KelvraApplication::currentSourceName() const
+{
+    if (!control_) return QStringLiteral("Test signal");
+    return control_->displayName(control_->selectedInputDevice());
 }
 
 void KelvraApplication::updateStartStopText()

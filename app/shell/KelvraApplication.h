@@ -5,6 +5,7 @@
 #include "app/windows/WindowStyleManager.h"
 #include "capture/AudioPlatform.h"
 #include "engine/AudioEngine.h"
+#include "engine/LoudnessLog.h"
 #include "engine/dsp/FileBlockReader.h"
 
 #include <QObject>
@@ -65,6 +66,7 @@ public:
     AudioEngineControl *engineControl() { return control_.get(); }
     WindowStyleManager &windowStyleManager() { return styleManager_; }
     AppActions &actions() { return actions_; }
+    LoudnessLog &loudnessLog() { return loudnessLog_; }
     UpdaterManager &updater() { return updater_; }
     LevelMeterWindow &levelMeterWindow() { return *levelWindow_; }
     NumericalMeterWindow &numericalMeterWindow() { return *numericalWindow_; }
@@ -93,10 +95,15 @@ private:
     void openInputSettings();
     // The display tick runs only while a meter window is on screen.
     void updateDisplayActive();
+    // "Start Logging…" asks for a file; "Stop Logging" ends the log.
+    void toggleLogging();
+    void updateLoggingState();
+    QString currentSourceName() const;
     bool eventFilter(QObject *watched, QEvent *event) override;
 
     AppSettings &settings_;                          // every user choice
     std::unique_ptr<AudioEngine> engine_;            // the display tick and meter data
+    LoudnessLog loudnessLog_;                        // the CSV log of the published loudness
     std::unique_ptr<AudioPlatform> platform_;        // the audio system, or none
     std::unique_ptr<AudioEngineControl> control_;    // capture start/stop, or none without a platform
     WindowStyleManager styleManager_;                // registration and saved frames

@@ -29,6 +29,7 @@ CommandSpec commandSpec(MenuCommand command)
     case MenuCommand::exportSettings: return {QStringLiteral("Export Settings..."), K(QStringLiteral("Ctrl+Shift+E"))};
     case MenuCommand::showLevelMeter: return {QStringLiteral("Show Level Meter"), {}};
     case MenuCommand::showNumericalMeter: return {QStringLiteral("Show Numerical Meter"), {}};
+    case MenuCommand::toggleLogging: return {QStringLiteral("Start Logging…"), {}};
     }
     return {};
 }
@@ -64,7 +65,8 @@ std::vector<MenuEntry> viewMenu()
 std::vector<MenuEntry> fileMenu()
 {
     return {item(MenuCommand::importGradients), item(MenuCommand::exportAllCustomGradients), separator(),
-            item(MenuCommand::importSettings), item(MenuCommand::exportSettings)};
+            item(MenuCommand::importSettings),  item(MenuCommand::exportSettings),           separator(),
+            item(MenuCommand::toggleLogging)};
 }
 
 std::vector<MenuEntry> menuBarSubmenus()

@@ -32,6 +32,7 @@ enum class MenuCommand {
     exportSettings,
     showLevelMeter,
     showNumericalMeter,
+    toggleLogging,       // reads "Stop Logging" while the loudness log runs
 };
 
 // A command's text, shortcut and whether it is a checkable toggle.

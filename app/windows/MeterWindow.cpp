@@ -1,5 +1,8 @@
 #include "app/windows/MeterWindow.h"
 
+#include "views/StatusBadge.h"
+#include "views/qt/QtCanvas.h"
+
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QMenu>
@@ -37,6 +40,11 @@ void MeterWindow::paintEvent(QPaintEvent *event)
 {
     QPainter painter(this);
     drawContent(painter, event->rect());
+    if (!statusBadge_.isEmpty()) {
+        QtCanvas canvas(painter);
+        StatusBadge::draw(canvas, {static_cast<double>(width()), static_cast<double>(height())},
+                          statusBadge_.toStdString());
+    }
     if (chrome_.showsChrome()) return;
 
     // Cut the corners out of what was drawn: an antialiased edge, unlike a clip path.
@@ -50,6 +58,14 @@ void MeterWindow::paintEvent(QPaintEvent *event)
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setCompositionMode(QPainter::CompositionMode_DestinationOut);
     painter.fillPath(corners, Qt::black);
+}
+
+void MeterWindow::setStatusBadge(const QString &text)
+{
+    if (text == statusBadge_) return;
+    statusBadge_ = text;
+    setToolTip(text.isEmpty() ? QString() : QStringLiteral("The loudness log is being written"));
+    update();
 }
 
 void MeterWindow::mousePressEvent(QMouseEvent *event)

@@ -28,6 +28,9 @@ public:
     // The menu a secondary click opens; not owned.
     void setContextMenu(QMenu *menu) { contextMenu_ = menu; }
     QMenu *contextMenu() const { return contextMenu_; }
+    // A badge in the top right corner (e.g. "LOG" while the loudness log runs); empty: none.
+    void setStatusBadge(const QString &text);
+    const QString &statusBadge() const { return statusBadge_; }
 
     // The edges a press at `position` resizes: none while the window has a frame (the
     // window manager's frame does it then) or away from the edges.
@@ -60,4 +63,5 @@ private:
     std::optional<QPoint> pressPosition_; // global press point until a drag starts
     std::optional<QPoint> dragOffset_;  // press point relative to the window, while moving it by hand
     bool shownBefore_ = false;          // firstShown() was emitted
+    QString statusBadge_;           // drawn over the content while not empty
 };

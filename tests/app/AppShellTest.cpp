@@ -8,6 +8,7 @@
 #include <QAction>
 #include <QMenu>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
@@ -97,6 +98,26 @@ TEST_F(AppShellTest, ClosingBothWindowsDoesNotQuit)
     EXPECT_FALSE(shell.numericalMeterWindow().isVisible());
 }
 
+// A running loudness log shows in both windows and in the File menu, and keeps the
+// display tick (which publishes what it records) running with every window closed.
+TEST_F(AppShellTest, ARunningLoudnessLogIsShownAndKeepsTheValuesComing)
+{
+    QTemporaryDir dir;
+    QAction *logging = shell.actions().action(MenuCommand::toggleLogging);
+    EXPECT_EQ(logging->text(), QString::fromUtf8("Start Logging…"));
+    ASSERT_EQ(shell.loudnessLog().start(dir.filePath(QStringLiteral("log.csv")), QStringLiteral("Mic")), QString());
+    EXPECT_EQ(logging->text(), QStringLiteral("Stop Logging"));
+    EXPECT_EQ(shell.levelMeterWindow().statusBadge(), QStringLiteral("LOG"));
+    EXPECT_EQ(shell.numericalMeterWindow().statusBadge(), QStringLiteral("LOG"));
+    EXPECT_TRUE(shell.engine().isDisplayActive()) << "no window is shown, yet the log needs values";
+
+    logging->trigger(); // "Stop Logging"
+    EXPECT_FALSE(shell.loudnessLog().isRunning());
+    EXPECT_EQ(logging->text(), QString::fromUtf8("Start Logging…"));
+    EXPECT_TRUE(shell.levelMeterWindow().statusBadge().isEmpty());
+    EXPECT_FALSE(shell.engine().isDisplayActive());
+}
+
 // The display tick runs only while a meter window is on screen.
 TEST_F(AppShellTest, TheDisplayIsActiveOnlyWhileAMeterWindowIsShown)
 {
@@ -153,7 +174,8 @@ TEST_F(AppShellTest, ViewAndFileMenusHoldTheirItemsInOrderWithShortcuts)
 
     const std::vector<Shown> fileEntries = shownEntries(*file);
     EXPECT_EQ(texts(fileEntries), (std::vector<QString>{"Import Gradients...", "Export All Custom Gradients...", "-",
-                                                        "Import Settings...", "Export Settings..."}));
+                                                        "Import Settings...", "Export Settings...", "-",
+                                                        "Start Logging…"}));
     EXPECT_EQ(fileEntries[3].shortcut, QStringLiteral("Ctrl+Shift+I"));
     EXPECT_EQ(fileEntries[4].shortcut, QStringLiteral("Ctrl+Shift+E"));
 

@@ -5,6 +5,7 @@
 #include "tests/engine/CommandRun.h"
 #include "tests/engine/QtTestSupport.h"
 
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -33,6 +34,21 @@ TEST(HeadlessFileSource, MetersTheFileAtEightTimesRealTimeAndEndsWithItsLastValu
     EXPECT_LT(last.value("rmsLevelLeft").toDouble(), -20.9);
     EXPECT_NEAR(last.value("integratedLUFS").toDouble(), -18.0, 0.1);
     EXPECT_NEAR(last.value("momentaryLUFS").toDouble(), -18.0, 0.1);
+
+    // --log writes the same values as a CSV, its last row at the end of the run.
+    const QString csv = dir.filePath(QStringLiteral("log.csv"));
+    const CommandRun logged = runKelvrameters({"headless", "--source-file", tone, "--pace", "8", "--log", csv});
+    ASSERT_EQ(logged.exitCode, 0) << logged.err.toStdString();
+    QFile file(csv);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QStringList lines = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_GE(lines.size(), 3);
+    EXPECT_TRUE(lines.first().startsWith(QStringLiteral("time,seconds,momentary_lufs,")));
+    const QStringList lastRow = lines.last().split(QLatin1Char(','));
+    ASSERT_EQ(lastRow.size(), 9);
+    EXPECT_NEAR(lastRow[4].toDouble(), -18.0, 0.1) << "integrated loudness";
+    EXPECT_EQ(lastRow[8], QStringLiteral("tone.wav"));
+    EXPECT_EQ(runKelvrameters({"headless", "--source-file", tone, "--log", dir.filePath("no/such/dir.csv")}).exitCode, 1);
 }
 
 TEST(HeadlessFileSource, LoopsUntilTheSecondsOfFileTimeAndExplainsAFileItCannotRead)
