@@ -62,6 +62,8 @@ QString Invocation::argument() const
     return positional.isEmpty() ? QString() : positional.first();
 }
 
+QStringList Invocation::arguments() const { return parser.positionalArguments(); }
+
 int Invocation::usageError(const QString &message) const
 {
     printError(message);
@@ -133,6 +135,7 @@ int runMode(const Mode &mode, const QStringList &arguments, int &argc, char **ar
         return 0;
     }
     const QStringList positional = parser.positionalArguments();
+    if (mode.argumentCount == anyNumber) return mode.run(invocation);
     if (positional.size() > mode.argumentCount)
         return invocation.usageError(QStringLiteral("unexpected argument \"%1\"").arg(positional.at(mode.argumentCount)));
     if (positional.size() < mode.argumentCount || (mode.argumentCount > 0 && positional.first().isEmpty()))

@@ -10,13 +10,17 @@ namespace cli {
 
 struct Invocation;
 
+// Mode::argumentCount of a mode that takes a list ("FILE..."): any number is parsed,
+// the mode itself says how many it needs (an option may make the list optional).
+inline constexpr int anyNumber = -1;
+
 // One mode of the program: "kelvrameters NAME ARGUMENTS [options]". The meter windows
 // are the mode without a name. Older spellings ("--meter-file FILE") stay accepted.
 struct Mode {
     const char *name;            // the subcommand; "" for the meter windows
     const char *legacyOption;    // the older spelling, or nullptr
     const char *arguments;       // the positional part of the synopsis ("FILE"), or ""
-    int argumentCount;           // how many positional arguments it takes (0 or 1)
+    int argumentCount;           // how many positional arguments it takes (0 or 1, or anyNumber)
     const char *summary;         // one line for the list of modes
     const char *details;         // more for the mode's own --help; may be ""
     void (*addOptions)(QCommandLineParser &parser);
@@ -34,6 +38,8 @@ struct Invocation {
 
     // The positional argument (FILE, NAME, DIR), empty when the mode takes none.
     QString argument() const;
+    // Every positional argument, in order (the FILE... of a mode taking anyNumber).
+    QStringList arguments() const;
     // "kelvrameters: message" and the mode's usage on standard error; returns 2.
     int usageError(const QString &message) const;
 };

@@ -11,4 +11,5 @@ extern const Mode renderViewMode;     // render-view NAME
 extern const Mode exportSettingsMode; // export-settings FILE
 extern const Mode importSettingsMode; // import-settings FILE
 extern const Mode exportTestTonesMode; // export-test-tones DIR
+extern const Mode analyzeMode;         // analyze FILE...
 } // namespace cli

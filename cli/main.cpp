@@ -8,7 +8,7 @@ namespace {
 
 const QList<const cli::Mode *> modes{&cli::windowsMode,        &cli::meterFileMode,      &cli::headlessMode,
                                      &cli::renderViewMode,     &cli::exportSettingsMode, &cli::importSettingsMode,
-                                     &cli::exportTestTonesMode};
+                                     &cli::exportTestTonesMode, &cli::analyzeMode};
 
 // The older spellings name the mode by an option anywhere on the line, its value (if
 // the mode takes an argument) right after it or after "=". Rewritten here into the
