@@ -230,6 +230,8 @@ private:
     void setActiveProcessTapName(const QString &name);
     void setProcessTapBundleID(const std::optional<QString> &bundleID);
     void stopAppAudioBackend();
+    // Ends application audio (a tap or a file takes over as the source), saving its selection.
+    void leaveAppAudioMode();
     void saveAppSelection();
     void showAppWaitingStatus(int linkedStreams);
     QString selectedAppNames() const;

@@ -32,15 +32,7 @@ bool AudioEngineControl::startFileSource(const QString &path, AtFileEnd atEnd, d
         return false;
     }
 
-    if (isAppAudioMode_) {
-        // A file replaces application audio as the source, as a tap does.
-        const bool wasChanging = std::exchange(isChangingAppAudioMode_, true);
-        stopAppAudioBackend();
-        isAppAudioMode_ = false;
-        saveAppSelection();
-        emit isAppAudioModeChanged(false);
-        isChangingAppAudioMode_ = wasChanging;
-    }
+    leaveAppAudioMode(); // a file replaces application audio as the source, as a tap does
     if (isProcessTapRunning()) stopProcessTapCapture();
     stopEngine();
     // The input picker shows that no input is in use; the stored choice stays.

@@ -66,18 +66,21 @@ void AudioEngineControl::attemptProcessTapRestore(const QString &bundleID, int a
     });
 }
 
+void AudioEngineControl::leaveAppAudioMode()
+{
+    if (!isAppAudioMode_) return;
+    const bool wasChanging = std::exchange(isChangingAppAudioMode_, true);
+    stopAppAudioBackend();
+    isAppAudioMode_ = false;
+    saveAppSelection();
+    emit isAppAudioModeChanged(false);
+    isChangingAppAudioMode_ = wasChanging;
+}
+
 void AudioEngineControl::startProcessTapCapture(const AudioProcessInfo &process)
 {
     if (!engine_) return;
-    if (isAppAudioMode_) {
-        // A tap replaces application audio as the source.
-        const bool wasChanging = std::exchange(isChangingAppAudioMode_, true);
-        stopAppAudioBackend();
-        isAppAudioMode_ = false;
-        saveAppSelection();
-        emit isAppAudioModeChanged(false);
-        isChangingAppAudioMode_ = wasChanging;
-    }
+    leaveAppAudioMode(); // a tap replaces application audio as the source
     // The input path goes idle; the stored choice stays for when the tap is stopped.
     selectWhileRestarting(QString::fromLatin1(noneDevice));
 
