@@ -9,7 +9,7 @@ JOBS          ?= $(shell nproc)
 # Lets ccache reuse objects between clones of the repository (paths are made relative).
 export CCACHE_BASEDIR := $(CURDIR)
 
-.PHONY: all deps build run test bench live-cpu package clean
+.PHONY: all deps build run test bench live-cpu package soak clean
 
 all: build
 
@@ -42,6 +42,11 @@ bench: deps $(RELEASE_DIR)/build.ninja
 live-cpu: deps $(RELEASE_DIR)/build.ninja
 	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvrameters
 	bash scripts/measure-live-cpu.sh $(RELEASE_DIR)
+
+# An hour of the app and the headless meter on a private audio server (MINUTES=60).
+soak: deps $(RELEASE_DIR)/build.ninja
+	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvrameters
+	bash scripts/soak.sh $(or $(MINUTES),60) $(RELEASE_DIR)
 
 # The Debian package of the Release build (see README, "Install").
 package: deps $(RELEASE_DIR)/build.ninja
