@@ -9,7 +9,7 @@ JOBS          ?= $(shell nproc)
 # Lets ccache reuse objects between clones of the repository (paths are made relative).
 export CCACHE_BASEDIR := $(CURDIR)
 
-.PHONY: all deps build run test bench live-cpu package soak clean
+.PHONY: all deps build run test bench live-cpu package soak fuzz clean
 
 all: build
 
@@ -47,6 +47,11 @@ live-cpu: deps $(RELEASE_DIR)/build.ninja
 soak: deps $(RELEASE_DIR)/build.ninja
 	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvrameters
 	bash scripts/soak.sh $(or $(MINUTES),60) $(RELEASE_DIR)
+
+# libFuzzer on every reader of outside data, FUZZ_SECONDS per target (default 60), in build/fuzz
+# with clang (installed by the script if missing). Not part of make test.
+fuzz: deps
+	bash scripts/fuzz.sh $(or $(FUZZ_SECONDS),60)
 
 # The Debian package of the Release build (see README, "Install").
 package: deps $(RELEASE_DIR)/build.ninja

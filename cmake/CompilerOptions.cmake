@@ -9,3 +9,13 @@ if(KELVRA_SANITIZE)
   target_compile_options(kelvra_options INTERFACE ${_san})
   target_link_options(kelvra_options INTERFACE ${_san})
 endif()
+# libFuzzer: every library is instrumented for coverage (fuzzer-no-link); only the fuzz
+# targets link libFuzzer's main (tests/fuzz). Debian's gcc has no libFuzzer.
+if(KELVRA_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "KELVRA_FUZZ needs clang: configure with -DCMAKE_CXX_COMPILER=clang++")
+  endif()
+  set(_fuzz -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  target_compile_options(kelvra_options INTERFACE ${_fuzz})
+  target_link_options(kelvra_options INTERFACE ${_fuzz})
+endif()

@@ -110,8 +110,11 @@ void TruePeakScanner::scanRun(std::size_t frames)
         for (const float value : four) peak = value > peak ? value : peak;
 #endif
         for (; n < frames; ++n) {
+            // current + n first: n - delays[t] alone would wrap below zero (the taps reach
+            // into the history) and overflow the pointer, which is undefined.
+            const double *output = current + n;
             double sum = 0.0;
-            for (std::size_t t = 0; t < taps; ++t) sum += current[n - delays[t]] * coefficients[t];
+            for (std::size_t t = 0; t < taps; ++t) sum += *(output - delays[t]) * coefficients[t];
             const float value = static_cast<float>(sum);
             const float magnitude = value > -value ? value : -value;
             peak = magnitude > peak ? magnitude : peak;
