@@ -11,6 +11,7 @@
 
 #include <QtGlobal>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -119,6 +120,9 @@ void AudioEngine::setInputDeviceBackend(std::shared_ptr<SpectralSettingsSink> ba
 
 void AudioEngine::setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter)
 {
+    // A new meter is a new measurement (the integrated value starts over): the history
+    // draws a break there. The same meter handed over again changes nothing.
+    if (meter && meter != loudnessMeter_) loudnessHistory_.markMeasurementStart();
     loudnessMeter_ = std::move(meter);
     if (loudnessMeter_) loudnessMeter_->setQueriesWanted(displayActive_);
 }
@@ -164,6 +168,7 @@ void AudioEngine::updateDisplayValues()
     // 8-11.
     publishLevels();
     publishLoudness();
+    sampleLoudnessHistory(now);
     if (spectralEnabled_) updateSpectrum(decay);
     updateLissajous();
 
@@ -232,6 +237,7 @@ void AudioEngine::publishLoudness()
 {
     if (!loudnessMeter_) return;
     const LoudnessValues loudness = loudnessMeter_->read();
+    latestLoudness_ = loudness;
     const MeterValues &published = meterData_.values();
     const auto publish = [&](MeterField field, double MeterValues::*member, double value) {
         if (std::fabs(value - published.*member) > loudnessPublishThreshold) meterData_.assign(field, member, value);
@@ -242,6 +248,16 @@ void AudioEngine::publishLoudness()
     publish(MeterField::LoudnessRange, &MeterValues::loudnessRange, loudness.loudnessRange);
     publish(MeterField::TruePeakLeft, &MeterValues::truePeakLeft, loudness.truePeakLeft);
     publish(MeterField::TruePeakRight, &MeterValues::truePeakRight, loudness.truePeakRight);
+}
+
+void AudioEngine::sampleLoudnessHistory(double now)
+{
+    // Without a measurement the history shows a gap, not the last values seen.
+    const LoudnessValues loudness = loudnessMeter_ ? latestLoudness_ : LoudnessValues{};
+    loudnessHistory_.advance(now, {.momentary = loudness.momentary,
+                                   .shortTerm = loudness.shortTerm,
+                                   .integrated = loudness.integrated,
+                                   .truePeak = std::max(loudness.truePeakLeft, loudness.truePeakRight)});
 }
 
 void AudioEngine::updateSpectrum(float decay)

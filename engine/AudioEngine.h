@@ -2,6 +2,7 @@
 
 #include "engine/MeterData.h"
 #include "engine/dsp/AudioCaptureBackend.h"
+#include "engine/dsp/LoudnessHistory.h"
 #include "engine/dsp/LoudnessMeter.h"
 #include "engine/dsp/MeterBallistics.h"
 #include "engine/dsp/SpectralSettingsSink.h"
@@ -102,8 +103,13 @@ public:
 
     // The tick. Main thread only.
     void updateDisplayValues();
-    // Clears the held maxima to -60 and publishes that at once.
+    // Clears the held maxima to -60 and publishes that at once. The loudness history
+    // keeps everything: it is a record of the programme, not a display of maxima.
     void resetPeaks();
+
+    // The last hour of loudness, sampled at 10 Hz by the tick; a new loudness meter
+    // (capture restarted) starts a new measurement in it.
+    const LoudnessHistory &loudnessHistory() const { return loudnessHistory_; }
 
     // --- state, for diagnostics and tests ---
     int spectralBandCount() const { return spectralBandCount_; }
@@ -123,6 +129,7 @@ private:
     void pushSpectralSettings();
     void publishLevels();
     void publishLoudness();
+    void sampleLoudnessHistory(double now);
     void updateSpectrum(float decay);
     void fetchSpectralBands();
     void performFFTFromBackend();
@@ -166,6 +173,8 @@ private:
     std::vector<float> analyzedBands_;                 // dB, analyzer_ output
 
     std::shared_ptr<LoudnessMeter> loudnessMeter_;            // measurement to publish, or none
+    LoudnessValues latestLoudness_;                           // read from loudnessMeter_ by the latest tick
+    LoudnessHistory loudnessHistory_;                         // 10 Hz record of the published loudness
     std::shared_ptr<AudioCaptureBackend> activeBackend_;      // source of the tick's inputs, or none
     std::shared_ptr<SpectralSettingsSink> inputDeviceBackend_; // default-input back-end while it runs
     LevelsObserver levelsObserver_;                           // the capture layer's silence watch

@@ -23,6 +23,7 @@
     X(double, peakHoldTime, setPeakHoldTime, "peakHoldTime", 1.5)                                                  \
     X(bool, numericalShowsPeakHold, setNumericalShowsPeakHold, "numericalShowsPeakHold", true)                     \
     X(bool, showTitleBars, setShowTitleBars, "showTitleBars", true)                                                \
+    X(bool, showTargetsTable, setShowTargetsTable, "showTargetsTable", false)                                     \
     X(bool, showWindowChrome, setShowWindowChrome, "showWindowChrome", true)                                       \
     X(QString, meterBallisticsModeString, setMeterBallisticsModeString, "meterBallisticsMode",                     \
       QStringLiteral("Digital Peak"))                                                                              \
@@ -56,6 +57,9 @@
     X(bool, showLUFSMeter, setShowLUFSMeter, "showLUFSMeter", false)                                               \
     X(bool, lufsRingMode, setLufsRingMode, "lufsRingMode", true)                                                   \
     X(double, lufsMeterFontSize, setLufsMeterFontSize, "lufsMeterFontSize", 10.0)                                  \
+    X(bool, showLoudnessHistory, setShowLoudnessHistory, "showLoudnessHistory", false)                             \
+    X(double, loudnessHistoryHeight, setLoudnessHistoryHeight, "loudnessHistoryHeight", 120.0)                     \
+    X(qint64, loudnessHistoryMinutes, setLoudnessHistoryMinutes, "loudnessHistoryMinutes", 5)                      \
     X(bool, showBroadcastPreset, setShowBroadcastPreset, "showBroadcastPreset", true)                              \
     X(QString, selectedBroadcastPresetName, setSelectedBroadcastPresetName, "selectedBroadcastPresetName",         \
       QStringLiteral("Netflix"))                                                                                   \

@@ -25,6 +25,7 @@ LevelMeterLayout layout(Size window, const LevelMeterSettings &settings, const T
     if (settings.readout.show) fixed += readoutHeight + settings.readout.barSpacing;
     if (settings.spectrum.show) fixed += settings.spectrum.spacing + settings.spectrum.height + spectrumBottomPadding;
     fixed += compactLoudnessHeight;
+    if (settings.history.show) fixed += settings.history.height + historyBottomPadding;
     if (scopeBottom) fixed += scope.height + phaseScopeOuterPadding;
     const double flexible = std::max(0.0, window.height - fixed);
     // The ring meter is offered its share of the flexible space and keeps it within its
@@ -73,6 +74,12 @@ LevelMeterLayout layout(Size window, const LevelMeterSettings &settings, const T
                                std::max(0.0, window.width - 2.0 * spectrumHorizontalPadding), settings.spectrum.height};
         result.order.push_back(LevelMeterPanel::Spectrum);
         y += settings.spectrum.height + spectrumBottomPadding;
+    }
+    if (settings.history.show) {
+        result.history = Rect{loudnessHorizontalPadding, y,
+                              std::max(0.0, window.width - 2.0 * loudnessHorizontalPadding), settings.history.height};
+        result.order.push_back(LevelMeterPanel::History);
+        y += settings.history.height + historyBottomPadding;
     }
     if (settings.loudness.show) {
         const double height = ring ? ringHeight : compactLoudnessHeight;

@@ -7,7 +7,7 @@
 #include <vector>
 
 // The panels of the level meter window, top to bottom in the order they can appear.
-enum class LevelMeterPanel { PhaseScopeTop, NumericValue, Bars, Spectrum, Loudness, PhaseScopeBottom };
+enum class LevelMeterPanel { PhaseScopeTop, NumericValue, Bars, Spectrum, History, Loudness, PhaseScopeBottom };
 
 // Where everything of the level meter window goes, in window coordinates (points).
 // Computed without a toolkit so that it can be checked headless.
@@ -20,6 +20,7 @@ struct LevelMeterLayout {
     std::optional<Rect> scale;           // inside its own vertical padding
     Rect rightBar;
     std::optional<Rect> spectrum;
+    std::optional<Rect> history;         // loudness history panel
     std::optional<Rect> loudness;        // ring meter or compact read-outs
     std::optional<Rect> phaseScopeBottom;
 };
@@ -35,6 +36,7 @@ inline constexpr double scaleVerticalPadding = 2.0;
 inline constexpr double spectrumHorizontalPadding = 10.0;
 inline constexpr double spectrumBottomPadding = 4.0;
 inline constexpr double loudnessHorizontalPadding = 4.0;
+inline constexpr double historyBottomPadding = 4.0;
 inline constexpr double ringMinimumHeight = 160.0;
 inline constexpr double ringMaximumHeight = 240.0;
 

@@ -94,6 +94,14 @@ void LevelMeterView::draw(Canvas &canvas, Size window, const MeterValues &values
                        settings.spectrum.gradient, settings.spectrum.minDb, settings.spectrum.maxDb);
     }
 
+    if (wanted(layout.history)) {
+        static const LoudnessHistory noHistory(1);
+        CanvasStateGuard guard(canvas);
+        canvas.translate(layout.history->x, layout.history->y);
+        historyView_.draw(canvas, layout.history->size(), history_ ? *history_ : noHistory, settings.history,
+                          settings.loudness.preset);
+    }
+
     if (wanted(layout.loudness)) {
         CanvasStateGuard guard(canvas);
         canvas.translate(layout.loudness->x, layout.loudness->y);

@@ -5,6 +5,7 @@
 #include "views/LUFSRingMeterView.h"
 #include "views/LevelMeterLayout.h"
 #include "views/LissajousMeterView.h"
+#include "views/LoudnessHistoryView.h"
 #include "views/SpectralMeterView.h"
 #include "views/ViewSettings.h"
 
@@ -35,6 +36,9 @@ public:
     LUFSRingMeterView &ringMeter() { return ring_; }
     SpectralMeterView &spectrum() { return spectrum_; }
     LissajousMeterView &phaseScope() { return phaseScope_; }
+    // The history the history panel draws; not owned, must outlive the drawing. Without
+    // one the panel shows its empty frame.
+    void setLoudnessHistory(const LoudnessHistory *history) { history_ = history; }
 
 private:
     void drawBarRow(Canvas &canvas, const LevelMeterLayout &layout, const MeterValues &values,
@@ -44,4 +48,6 @@ private:
     LUFSRingMeterView ring_;
     SpectralMeterView spectrum_;
     LissajousMeterView phaseScope_;
+    LoudnessHistoryView historyView_;
+    const LoudnessHistory *history_ = nullptr;
 };

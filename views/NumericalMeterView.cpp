@@ -80,11 +80,32 @@ NumericalMeterLayout NumericalMeterView::layout(Size window, const NumericalMete
     const NumericalValue sample;
     const double width = sample.rowWidth(measurer);
     const double height = columnHeight(measurer, sample);
-    // The two columns stand together, centred in the body.
+    // The two columns stand together, centred in the body; the targets table, while
+    // shown, stands centred below them and the pair is centred as one block.
+    const Size table = settings.showTargetsTable ? TargetsTable::naturalSize(measurer) : Size{};
+    const double block = height + (settings.showTargetsTable ? targetsTableGap + table.height : 0.0);
     const double x = result.body.centerX() - (2.0 * width + columnSpacing) * 0.5;
-    const double y = result.body.centerY() - height * 0.5;
+    const double y = result.body.centerY() - block * 0.5;
     result.columns = {Rect{x, y, width, height}, Rect{x + width + columnSpacing, y, width, height}};
+    if (settings.showTargetsTable)
+        result.targetsTable = Rect{result.body.centerX() - table.width * 0.5, y + height + targetsTableGap,
+                                   table.width, table.height};
     return result;
+}
+
+Size NumericalMeterView::preferredSize(const NumericalMeterSettings &settings, const TextMeasurer &measurer)
+{
+    const NumericalValue sample;
+    double contentWidth = 2.0 * sample.rowWidth(measurer) + columnSpacing;
+    double contentHeight = columnHeight(measurer, sample);
+    if (settings.showTargetsTable) {
+        const Size table = TargetsTable::naturalSize(measurer);
+        contentWidth = std::max(contentWidth, table.width);
+        contentHeight += targetsTableGap + table.height;
+    }
+    const double vertical = settings.showTitleBars ? verticalPaddingWithStrips : verticalPaddingWithoutStrips;
+    const double strips = settings.showTitleBars ? headerHeight + footerHeight : 0.0;
+    return {std::ceil(contentWidth + 2.0 * horizontalPadding), std::ceil(contentHeight + 2.0 * vertical + strips)};
 }
 
 void NumericalMeterView::draw(Canvas &canvas, Size window, const MeterValues &values,
@@ -112,7 +133,12 @@ void NumericalMeterView::draw(Canvas &canvas, Size window, const MeterValues &va
                                .add(settings.background)
                                .add(static_cast<int>(settings.showTitleBars))
                                .add(static_cast<int>(state.isHovering))
-                               .add(static_cast<int>(state.engineRunning));
+                               .add(static_cast<int>(state.engineRunning))
+                               .add(parts.targetsTable.value_or(Rect{}));
+    const std::optional<TargetsTableLayout> table =
+        parts.targetsTable ? std::optional(TargetsTable::layout({parts.targetsTable->x, parts.targetsTable->y}, canvas))
+                           : std::nullopt;
+    const TargetsTable::Verdicts verdicts = table ? TargetsTable::verdicts(values) : TargetsTable::Verdicts{};
     canvas.drawCached(key.value(), {0.0, 0.0, window.width, window.height}, [&](Canvas &layer) {
         layer.fillRect({0.0, 0.0, window.width, window.height}, settings.background);
         const RgbColor strip = palette::withOpacity(palette::white, stripOpacity);
@@ -139,7 +165,9 @@ void NumericalMeterView::draw(Canvas &canvas, Size window, const MeterValues &va
                            HorizontalAlignment::Leading);
             layer.fillEllipse(*parts.runningDot, state.engineRunning ? palette::green : palette::red);
         }
+        if (table) TargetsTable::drawStatic(layer, *table, verdicts);
     });
+    if (table) TargetsTable::drawValues(canvas, *table, verdicts);
 
     for (int channel = 0; channel < 2; ++channel) {
         const std::array<Point, 3> origins = rowOrigins(channel);

@@ -3,6 +3,7 @@
 #include "engine/MeterValues.h"
 #include "views/Canvas.h"
 #include "views/NumericalValue.h"
+#include "views/TargetsTable.h"
 #include "views/ViewSettings.h"
 
 #include <array>
@@ -24,6 +25,7 @@ struct NumericalMeterLayout {
     std::optional<Rect> runningDot;  // the 6 by 6 point dot
     Rect body;                       // the area inside the body's padding
     std::array<Rect, 2> columns;     // left and right channel columns
+    std::optional<Rect> targetsTable; // every delivery target, below the columns, while switched on
 };
 
 // The numerical meter window: per channel "PEAK", "MAX" and "RMS" as numbers coloured
@@ -53,6 +55,7 @@ public:
     static constexpr double closeSymbolSize = 8.0;
     static constexpr double closeSymbolOpacity = 0.6;
     static constexpr double dotSize = 6.0;
+    static constexpr double targetsTableGap = 10.0; // between the level rows and the targets table, points
 
     static Font titleFont() { return {10.0, FontWeight::Semibold, true}; }
     static Font columnHeaderFont() { return {9.0, FontWeight::Semibold, true}; }
@@ -60,6 +63,10 @@ public:
 
     // The three rows of one channel (0 left, 1 right), coloured by the gradient.
     static std::array<NumericalValue, 3> rows(const MeterValues &values, int channel, const GradientPreset &gradient);
+
+    // A window size that shows the level rows and, while it is switched on, the whole
+    // targets table.
+    static Size preferredSize(const NumericalMeterSettings &settings, const TextMeasurer &measurer);
 
     static NumericalMeterLayout layout(Size window, const NumericalMeterSettings &settings,
                                        const NumericalMeterState &state, const TextMeasurer &measurer);

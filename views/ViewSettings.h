@@ -66,6 +66,12 @@ struct LoudnessSettings {
     std::optional<BroadcastPreset> preset;  // the delivery target while it is shown
 };
 
+struct LoudnessHistorySettings {
+    bool show = false;
+    double height = 120.0;                  // panel height, points
+    int spanMinutes = 5;                    // time across the panel: 1, 5, 15 or 60
+};
+
 struct LevelMeterSettings {
     RgbColor background{0.0, 0.0, 0.0, 1.0}; // opaque window background
     LevelBarSettings bars;
@@ -73,10 +79,12 @@ struct LevelMeterSettings {
     SpectrumSettings spectrum;
     PhaseScopeSettings phaseScope;
     LoudnessSettings loudness;
+    LoudnessHistorySettings history;        // above the loudness panel
 };
 
 struct NumericalMeterSettings {
     RgbColor background{0.0, 0.0, 0.0, 1.0};
     bool showTitleBars = true;              // header and footer strips
     GradientPreset gradient;                // colours every value
+    bool showTargetsTable = false;          // every delivery target's verdict below the level rows
 };

@@ -233,4 +233,24 @@ LoudnessTab::LoudnessTab(AppSettings &settings, QWidget *parent) : QWidget(paren
     showTarget->setObjectName(QStringLiteral("showBroadcastPreset"));
     binder->bind(showTarget, &AppSettings::showBroadcastPreset, &AppSettings::setShowBroadcastPreset);
     form->addRow(showTarget);
+
+    auto *showHistory = new QCheckBox(QStringLiteral("Show the loudness history"));
+    showHistory->setObjectName(QStringLiteral("showLoudnessHistory"));
+    binder->bind(showHistory, &AppSettings::showLoudnessHistory, &AppSettings::setShowLoudnessHistory);
+    form->addRow(showHistory);
+
+    QDoubleSpinBox *historyHeight = doubleSpin(60.0, 400.0, 10.0, 0, QStringLiteral(" points"));
+    historyHeight->setObjectName(QStringLiteral("loudnessHistoryHeight"));
+    binder->bind(historyHeight, &AppSettings::loudnessHistoryHeight, &AppSettings::setLoudnessHistoryHeight);
+    form->addRow(QStringLiteral("History height:"), historyHeight);
+
+    auto *span = new QComboBox;
+    span->setObjectName(QStringLiteral("loudnessHistoryMinutes"));
+    for (const int minutes : {1, 5, 15, 60})
+        span->addItem(minutes == 1 ? QStringLiteral("1 minute") : QStringLiteral("%1 minutes").arg(minutes),
+                      QString::number(minutes));
+    binder->bind(
+        span, [&settings] { return QString::number(settings.loudnessHistoryMinutes()); },
+        [&settings](const QString &minutes) { settings.setLoudnessHistoryMinutes(minutes.toLongLong()); });
+    form->addRow(QStringLiteral("History span:"), span);
 }

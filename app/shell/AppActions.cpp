@@ -13,7 +13,8 @@ namespace {
 constexpr MenuCommand settingToggles[] = {
     MenuCommand::toggleTitleBar, MenuCommand::toggleShowScale, MenuCommand::toggleShowValue,
     MenuCommand::togglePeakHold, MenuCommand::toggleSpectrum,  MenuCommand::toggleLufsMeter,
-    MenuCommand::toggleLissajous, MenuCommand::toggleShowTitleBars,
+    MenuCommand::toggleLissajous, MenuCommand::toggleShowTitleBars, MenuCommand::toggleTargetsTable,
+    MenuCommand::toggleLoudnessHistory,
 };
 
 bool readToggle(const AppSettings &settings, MenuCommand command)
@@ -27,6 +28,8 @@ bool readToggle(const AppSettings &settings, MenuCommand command)
     case MenuCommand::toggleLufsMeter: return settings.showLUFSMeter();
     case MenuCommand::toggleLissajous: return settings.showLissajousMeter();
     case MenuCommand::toggleShowTitleBars: return settings.showTitleBars();
+    case MenuCommand::toggleTargetsTable: return settings.showTargetsTable();
+    case MenuCommand::toggleLoudnessHistory: return settings.showLoudnessHistory();
     default: return false;
     }
 }
@@ -42,6 +45,8 @@ void writeToggle(AppSettings &settings, MenuCommand command, bool on)
     case MenuCommand::toggleLufsMeter: settings.setShowLUFSMeter(on); break;
     case MenuCommand::toggleLissajous: settings.setShowLissajousMeter(on); break;
     case MenuCommand::toggleShowTitleBars: settings.setShowTitleBars(on); break;
+    case MenuCommand::toggleTargetsTable: settings.setShowTargetsTable(on); break;
+    case MenuCommand::toggleLoudnessHistory: settings.setShowLoudnessHistory(on); break;
     default: break;
     }
 }
@@ -52,7 +57,7 @@ constexpr MenuCommand plainCommands[] = {
     MenuCommand::resetPeaks,     MenuCommand::resetMaxPeaks,      MenuCommand::startStopEngine,
     MenuCommand::importGradients, MenuCommand::exportAllCustomGradients, MenuCommand::importSettings,
     MenuCommand::exportSettings, MenuCommand::showLevelMeter,     MenuCommand::showNumericalMeter,
-    MenuCommand::toggleLogging,
+    MenuCommand::toggleLogging,  MenuCommand::exportLoudnessReport,
 };
 
 QAction *makeAction(MenuCommand command, QObject *parent)

@@ -3,6 +3,7 @@
 #include "app/shell/DarkAppearance.h"
 #include "app/exchange/ExchangeDialogs.h"
 #include "app/services/FeedbackSheet.h"
+#include "app/services/LoudnessReport.h"
 #include "app/gradients/GradientEditor.h"
 #include "app/windows/LevelMeterWindow.h"
 #include "app/windows/NumericalMeterWindow.h"
@@ -51,6 +52,7 @@ KelvraApplication::KelvraApplication(AppSettings &settings, Options options)
 
     levelWindow_ = std::make_unique<LevelMeterWindow>(settings_, engine_->meterData());
     numericalWindow_ = std::make_unique<NumericalMeterWindow>(settings_, engine_->meterData());
+    levelWindow_->setLoudnessHistory(&engine_->loudnessHistory());
 
     levelMenu_.reset(actions_.buildMenu(menu_table::levelMeterContextMenu(), MeterWindowType::levelMeter));
     numericalMenu_.reset(actions_.buildMenu(menu_table::numericalMeterContextMenu(), MeterWindowType::numericalMeter));
@@ -274,6 +276,7 @@ void KelvraApplication::runCommand(MenuCommand command)
     case MenuCommand::showLevelMeter: showWindow(*levelWindow_); break;
     case MenuCommand::showNumericalMeter: showWindow(*numericalWindow_); break;
     case MenuCommand::toggleLogging: toggleLogging(); break;
+    case MenuCommand::exportLoudnessReport: exportLoudnessReport(); break;
     default: break;
     }
 }
@@ -328,6 +331,26 @@ void KelvraApplication::toggleLogging()
     if (path.isEmpty()) return;
     const QString error = loudnessLog_.start(path, currentSourceName());
     if (!error.isEmpty()) QMessageBox::warning(parent, QStringLiteral("Loudness Log"), error);
+}
+
+void KelvraApplication::exportLoudnessReport()
+{
+    QWidget *parent = QApplication::activeWindow();
+    const QString suggested =
+        QDir(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation))
+            .filePath(QStringLiteral("KelvraMeters-report-%1.png")
+                          .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"))));
+    const QString path = QFileDialog::getSaveFileName(parent, QStringLiteral("Export Loudness Report"), suggested,
+                                                      QStringLiteral("Loudness report (*.png)"));
+    if (path.isEmpty()) return;
+    const LoudnessHistory &history = engine_->loudnessHistory();
+    const LoudnessReport report =
+        loudness_report::build(history, engine_->meterData().values(), currentSourceName(),
+                               QDateTime::currentDateTime());
+    const QImage image =
+        loudness_report::historyImage(history, settings_.selectedBroadcastPreset(), loudness_report::spanFor(history));
+    const QString error = loudness_report::write(path, report, image);
+    if (!error.isEmpty()) QMessageBox::warning(parent, QStringLiteral("Loudness Report"), error);
 }
 
 void KelvraApplication::updateLoggingState()

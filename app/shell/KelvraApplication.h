@@ -97,6 +97,8 @@ private:
     void updateDisplayActive();
     // "Start Logging…" asks for a file; "Stop Logging" ends the log.
     void toggleLogging();
+    // File > Export Loudness Report…: picture and figures of the current measurement.
+    void exportLoudnessReport();
     void updateLoggingState();
     QString currentSourceName() const;
     bool eventFilter(QObject *watched, QEvent *event) override;

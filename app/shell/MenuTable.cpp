@@ -20,6 +20,7 @@ CommandSpec commandSpec(MenuCommand command)
     case MenuCommand::toggleLufsMeter: return {QStringLiteral("LUFS Meter"), K(QStringLiteral("Ctrl+L")), true};
     case MenuCommand::toggleLissajous: return {QStringLiteral("Lissajous"), {}, true};
     case MenuCommand::toggleShowTitleBars: return {QStringLiteral("Show Title Bars"), {}, true};
+    case MenuCommand::toggleTargetsTable: return {QStringLiteral("Delivery Targets"), {}, true};
     case MenuCommand::resetMaxPeaks: return {QStringLiteral("Reset Max Peaks"), {}};
     case MenuCommand::startStopEngine: return {QStringLiteral("Start"), {}};
     case MenuCommand::stayOnTop: return {QStringLiteral("Stay on Top"), {}, true};
@@ -30,6 +31,8 @@ CommandSpec commandSpec(MenuCommand command)
     case MenuCommand::showLevelMeter: return {QStringLiteral("Show Level Meter"), {}};
     case MenuCommand::showNumericalMeter: return {QStringLiteral("Show Numerical Meter"), {}};
     case MenuCommand::toggleLogging: return {QStringLiteral("Start Logging…"), {}};
+    case MenuCommand::toggleLoudnessHistory: return {QStringLiteral("History"), {}, true};
+    case MenuCommand::exportLoudnessReport: return {QStringLiteral("Export Loudness Report…"), {}};
     }
     return {};
 }
@@ -59,14 +62,14 @@ std::vector<MenuEntry> viewMenu()
 {
     return {item(MenuCommand::resetPeaks),     item(MenuCommand::toggleTitleBar), item(MenuCommand::toggleShowScale),
             item(MenuCommand::toggleShowValue), item(MenuCommand::togglePeakHold), item(MenuCommand::toggleSpectrum),
-            item(MenuCommand::toggleLufsMeter)};
+            item(MenuCommand::toggleLoudnessHistory), item(MenuCommand::toggleLufsMeter)};
 }
 
 std::vector<MenuEntry> fileMenu()
 {
     return {item(MenuCommand::importGradients), item(MenuCommand::exportAllCustomGradients), separator(),
             item(MenuCommand::importSettings),  item(MenuCommand::exportSettings),           separator(),
-            item(MenuCommand::toggleLogging)};
+            item(MenuCommand::toggleLogging),   item(MenuCommand::exportLoudnessReport)};
 }
 
 std::vector<MenuEntry> menuBarSubmenus()
@@ -80,7 +83,8 @@ std::vector<MenuEntry> levelMeterContextMenu()
 {
     std::vector<MenuEntry> menu = {
         item(MenuCommand::toggleTitleBar),  item(MenuCommand::toggleShowScale), item(MenuCommand::toggleShowValue),
-        item(MenuCommand::togglePeakHold),  item(MenuCommand::toggleSpectrum),  item(MenuCommand::toggleLufsMeter),
+        item(MenuCommand::togglePeakHold),  item(MenuCommand::toggleSpectrum),
+        item(MenuCommand::toggleLoudnessHistory), item(MenuCommand::toggleLufsMeter),
         item(MenuCommand::toggleLissajous), separator(),                        item(MenuCommand::resetPeaks),
         separator(),                        item(MenuCommand::openSettings),    separator(),
         item(MenuCommand::stayOnTop),       separator()};
@@ -91,6 +95,7 @@ std::vector<MenuEntry> levelMeterContextMenu()
 std::vector<MenuEntry> numericalMeterContextMenu()
 {
     std::vector<MenuEntry> menu = {item(MenuCommand::toggleTitleBar), item(MenuCommand::toggleShowTitleBars),
+                                   item(MenuCommand::toggleTargetsTable),
                                    item(MenuCommand::toggleSpectrum), separator(),
                                    item(MenuCommand::resetMaxPeaks),  separator(),
                                    item(MenuCommand::startStopEngine), separator(),

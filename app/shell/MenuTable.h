@@ -23,6 +23,7 @@ enum class MenuCommand {
     toggleLufsMeter,     // showLUFSMeter
     toggleLissajous,     // showLissajousMeter
     toggleShowTitleBars, // showTitleBars
+    toggleTargetsTable,  // showTargetsTable
     resetMaxPeaks,
     startStopEngine,     // reads "Stop" while capturing, "Start" otherwise
     stayOnTop,           // per window
@@ -33,6 +34,8 @@ enum class MenuCommand {
     showLevelMeter,
     showNumericalMeter,
     toggleLogging,       // reads "Stop Logging" while the loudness log runs
+    toggleLoudnessHistory, // showLoudnessHistory
+    exportLoudnessReport,
 };
 
 // A command's text, shortcut and whether it is a checkable toggle.

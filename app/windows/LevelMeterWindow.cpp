@@ -1,6 +1,7 @@
 #include "app/windows/LevelMeterWindow.h"
 
 #include "settings/AppSettings.h"
+#include "views/MeterDescriptions.h"
 #include "views/qt/QtCanvas.h"
 #include "views/qt/ViewRenderer.h"
 #include "views/qt/ViewSettingsFromAppSettings.h"
@@ -26,6 +27,51 @@ LevelMeterWindow::LevelMeterWindow(AppSettings &settings, MeterData &meterData, 
     animationTimer_.setInterval(1000 / 60);
     connect(&animationTimer_, &QTimer::timeout, this, [this] { repaintFields(loudnessFields); });
     resize(preferredSize());
+    // The history scrolls at 10 Hz even when no published value changes (silence), so
+    // it is not left to value changes to repaint it.
+    historyTimer_.setInterval(50);
+    connect(&historyTimer_, &QTimer::timeout, this, &LevelMeterWindow::repaintHistoryIfSampled);
+    setAccessibleName(QStringLiteral("Level meter"));
+    // Screen readers need no more than a few updates a second; the values change at
+    // display rate.
+    descriptionTimer_.setSingleShot(true);
+    descriptionTimer_.setInterval(250);
+    connect(&descriptionTimer_, &QTimer::timeout, this, &LevelMeterWindow::updateDescription);
+    connect(&settings_, &AppSettings::changed, &descriptionTimer_, qOverload<>(&QTimer::start));
+    updateDescription();
+}
+
+void LevelMeterWindow::setLoudnessHistory(const LoudnessHistory *history)
+{
+    history_ = history;
+    view_.setLoudnessHistory(history);
+    if (history_)
+        historyTimer_.start();
+    else
+        historyTimer_.stop();
+    update();
+}
+
+void LevelMeterWindow::repaintHistoryIfSampled()
+{
+    if (!history_ || !isVisible() || !viewSettings().history.show) return;
+    if (history_->totalSamples() == drawnHistorySamples_) return;
+    const std::optional<LevelMeterLayout> &layout = view_.lastLayout();
+    if (!layout || !layout->history) {
+        update();
+        return;
+    }
+    const Rect &panel = *layout->history;
+    update(QRect(0, static_cast<int>(std::floor(panel.y)), width(), static_cast<int>(std::ceil(panel.height)) + 1));
+}
+
+void LevelMeterWindow::updateDescription()
+{
+    const MeterValues &values = meterData_.values();
+    std::string text = meter_description::levels(values);
+    if (viewSettings().loudness.show) text += " " + meter_description::loudness(values);
+    const QString description = QString::fromStdString(text);
+    if (description != accessibleDescription()) setAccessibleDescription(description);
 }
 
 QSize LevelMeterWindow::preferredSize()
@@ -35,7 +81,7 @@ QSize LevelMeterWindow::preferredSize()
     const Size size = defaultViewSize(ViewKind::LevelMeterWindow, frame);
     const LevelMeterSettings &s = frame.levelMeter;
     // The panels want width; the bars alone look best narrow.
-    const bool widePanels = s.spectrum.show || s.loudness.show ||
+    const bool widePanels = s.spectrum.show || s.loudness.show || s.history.show ||
                             (s.phaseScope.show && s.phaseScope.placement != LissajousPlacement::None);
     const int width = widePanels ? static_cast<int>(size.width) : 90;
     return {width, static_cast<int>(size.height)};
@@ -63,7 +109,9 @@ MeterFieldMask LevelMeterWindow::drawnFields()
 
 void LevelMeterWindow::meterDataChanged(MeterFieldMask fields)
 {
-    if (fields & drawnFields()) repaintFields(fields);
+    if (!(fields & drawnFields())) return;
+    repaintFields(fields);
+    if ((fields & (levelFields | loudnessFields)) && !descriptionTimer_.isActive()) descriptionTimer_.start();
 }
 
 void LevelMeterWindow::repaintFields(MeterFieldMask fields)
@@ -103,6 +151,10 @@ void LevelMeterWindow::drawContent(QPainter &painter, const QRect &dirty)
     const Size size{static_cast<double>(width()), static_cast<double>(height())};
     view_.draw(canvas, size, meterData_.values(), viewSettings(), now,
                dirty == rect() ? std::nullopt : std::optional<Rect>(dirtyRect));
+    // Only a drawing that reached the history panel shows its latest sample.
+    if (const std::optional<LevelMeterLayout> &drawn = view_.lastLayout();
+        history_ && drawn && drawn->history && (dirty == rect() || drawn->history->intersects(dirtyRect)))
+        drawnHistorySamples_ = history_->totalSamples();
     if (sourcePrompt_) SourcePromptView::draw(canvas, size, *sourcePrompt_);
     // The loudness rings ease towards new values; keep drawing until they arrive, even
     // when no new values come (capture stopped).

@@ -29,6 +29,8 @@ public:
     // Shows the prompt to choose a source over the meters, or hides it (nullopt).
     void setSourcePrompt(std::optional<SourcePrompt> prompt);
     const std::optional<SourcePrompt> &sourcePrompt() const { return sourcePrompt_; }
+    // The history the history panel draws (the engine's); not owned.
+    void setLoudnessHistory(const LoudnessHistory *history);
 
 signals:
     // A double click on the meter: the same as "Reset Peaks".
@@ -45,6 +47,10 @@ private:
     void meterDataChanged(MeterFieldMask fields);
     // Schedules a repaint of the window parts that show these fields.
     void repaintFields(MeterFieldMask fields);
+    // Puts the shown values into the accessible description (screen readers).
+    void updateDescription();
+    // Repaints the history panel when the history took a sample since it was drawn.
+    void repaintHistoryIfSampled();
 
     AppSettings &settings_;             // read when it announces a change
     MeterData &meterData_;              // the values drawn
@@ -55,4 +61,8 @@ private:
     QtCanvasCache canvasCache_;         // fonts, shaped text and static layers kept between frames
     QTimer animationTimer_;             // single shot: the next frame of an easing ring
     std::optional<SourcePrompt> sourcePrompt_; // while no source was ever chosen
+    const LoudnessHistory *history_ = nullptr; // drawn by the history panel, or none
+    std::uint64_t drawnHistorySamples_ = 0;  // history's sample count at its latest drawing
+    QTimer historyTimer_;                    // looks for new history samples, even while values stand still
+    QTimer descriptionTimer_;           // single shot: limits description updates to a few per second
 };

@@ -5,6 +5,8 @@
 #include "views/NumericalMeterView.h"
 #include "views/ViewSettings.h"
 
+#include <QTimer>
+
 class AppSettings;
 
 // The numerical meter window: peak, maximum and RMS per channel as numbers, with
@@ -19,6 +21,8 @@ public:
     const NumericalMeterState &state() const { return state_; }
     // Where the strips and buttons are at the current size, for hit tests.
     NumericalMeterLayout currentLayout();
+    // The smallest window that shows everything switched on, the targets table included.
+    QSize preferredSize();
 
 signals:
     void resetPeaksRequested();
@@ -32,6 +36,11 @@ protected:
 private:
     const NumericalMeterSettings &viewSettings();
     void meterDataChanged(MeterFieldMask fields);
+    // Grows the window by the table's height when the targets table is switched on,
+    // and gives that height back when it is switched off.
+    void fitTargetsTable();
+    // Puts the shown values into the accessible description (screen readers).
+    void updateDescription();
 
     AppSettings &settings_;                 // read when it announces a change
     MeterData &meterData_;                  // the values drawn
@@ -39,4 +48,7 @@ private:
     bool viewSettingsStale_ = true;         // settings changed since the copy
     NumericalMeterState state_;             // hover and running dot
     NumericalMeterView::ShownValues shown_; // what the rows showed when last drawn
+    TargetsTable::Verdicts shownTargets_;   // what the targets table showed when last drawn
+    bool targetsTableShown_ = false;        // the table was switched on at the last settings change
+    QTimer descriptionTimer_;               // single shot: limits description updates to a few per second
 };

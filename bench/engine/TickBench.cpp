@@ -3,6 +3,7 @@
 // the trail change on every tick.
 
 #include "engine/AudioEngine.h"
+#include "engine/dsp/LoudnessHistory.h"
 #include "engine/dsp/LoudnessMeter.h"
 #include "settings/AppSettings.h"
 #include "settings/DefaultsStore.h"
@@ -97,5 +98,23 @@ void BM_UpdateDisplayValuesIniSettings(benchmark::State &state)
     runTick(state, std::make_shared<QSettingsDefaultsStore>(directory.filePath("settings.ini")));
 }
 BENCHMARK(BM_UpdateDisplayValuesIniSettings)->Unit(benchmark::kMicrosecond);
+
+// The loudness history's share of the tick above (it runs inside every tick): one call
+// per 60 Hz tick, a sample every sixth, into a ring that has long wrapped.
+void BM_LoudnessHistoryAdvance(benchmark::State &state)
+{
+    LoudnessHistory history;
+    double now = 0.0;
+    for (std::size_t i = 0; i < 2 * LoudnessHistory::defaultCapacity; ++i, now += 0.1)
+        history.advance(now, {-20.0, -21.0, -23.0, -3.0});
+    double momentary = -20.0;
+    for (auto _ : state) {
+        now += 1.0 / 60.0;
+        momentary = momentary < -10.0 ? momentary + 0.01 : -20.0;
+        history.advance(now, {momentary, -21.0, -23.0, -3.0});
+    }
+    benchmark::DoNotOptimize(history.totalSamples());
+}
+BENCHMARK(BM_LoudnessHistoryAdvance)->Unit(benchmark::kNanosecond);
 
 } // namespace

@@ -3,7 +3,9 @@
 
 #include "engine/dsp/BandSmoothing.h"
 #include "engine/dsp/CatmullRomSpline.h"
+#include "engine/dsp/LoudnessHistory.h"
 #include "settings/GradientPreset.h"
+#include "views/LoudnessHistoryView.h"
 #include "views/qt/QtCanvas.h"
 #include "views/qt/ViewRenderer.h"
 
@@ -117,6 +119,86 @@ void BM_PhaseScopeGlow512(benchmark::State &state)
 }
 void BM_LoudnessRings(benchmark::State &state) { drawFrames(state, ViewKind::LufsRings, {232.0, 240.0}); }
 
+// An hour of programme-like loudness with a few gaps, a restart and true-peak overs: the
+// history panel's worst case (a full ring, every sample visible at the 60-minute span).
+LoudnessHistory busyHistory()
+{
+    LoudnessHistory history;
+    std::mt19937 random(11);
+    std::uniform_real_distribution<double> jitter(-4.0, 4.0);
+    double now = 0.0;
+    for (std::size_t i = 0; i < LoudnessHistory::defaultCapacity; ++i, now += 0.1) {
+        if (i == LoudnessHistory::defaultCapacity / 2) history.markMeasurementStart();
+        const double swell = 6.0 * std::sin(static_cast<double>(i) * 0.003);
+        const double momentary = (i % 3000 < 30) ? -70.0 : -23.0 + swell + jitter(random);
+        history.advance(now, {momentary, -23.0 + swell, -23.5, i % 5000 == 0 ? -0.5 + 0.0001 * double(i) : -3.0});
+    }
+    return history;
+}
+
+// The level meter window drawn 60 times a second the way the window draws it (static
+// layers kept in one cache between frames), with and without the history panel; every
+// sixth frame the history takes a new sample and scrolls. Arguments: device pixel ratio
+// x 10, history span in minutes (0 = panel off).
+void BM_LevelMeterWindowHistory(benchmark::State &state)
+{
+    ensureApplication();
+    const double devicePixelRatio = static_cast<double>(state.range(0)) / 10.0;
+    const int span = static_cast<int>(state.range(1));
+    ViewFrame frame = busyFrame();
+    frame.levelMeter.history.show = span > 0;
+    frame.levelMeter.history.spanMinutes = span > 0 ? span : 5;
+    const Size size{240.0, 900.0 + (span > 0 ? frame.levelMeter.history.height + 4.0 : 0.0)};
+    LoudnessHistory history = busyHistory();
+    double historyNow = history.latestSampleSeconds();
+    QImage image(static_cast<int>(std::ceil(size.width * devicePixelRatio)),
+                 static_cast<int>(std::ceil(size.height * devicePixelRatio)), QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(devicePixelRatio);
+    QtCanvasCache cache;
+    LevelMeterView view;
+    view.setLoudnessHistory(&history);
+    for (auto _ : state) {
+        historyNow += 1.0 / 60.0;
+        history.advance(historyNow, {-20.0, -21.0, -23.0, -3.0});
+        QPainter painter(&image);
+        QtCanvas canvas(painter, &cache);
+        drawView(canvas, ViewKind::LevelMeterWindow, size, frame, view);
+        painter.end();
+        frame.nowSeconds += 1.0 / 60.0;
+        benchmark::DoNotOptimize(image.constBits());
+    }
+}
+
+// The history panel alone, 232 × 120 points as in the window: what a frame that
+// repaints only the panel's band costs. Arguments: device pixel ratio x 10, span (min).
+void BM_LoudnessHistoryPanel(benchmark::State &state)
+{
+    ensureApplication();
+    const double devicePixelRatio = static_cast<double>(state.range(0)) / 10.0;
+    LoudnessHistorySettings settings;
+    settings.show = true;
+    settings.spanMinutes = static_cast<int>(state.range(1));
+    const Size size{232.0, settings.height};
+    const std::optional<BroadcastPreset> target = BroadcastPreset{{}, "EBU R128", -23.0, 1.0, -1.0, true};
+    LoudnessHistory history = busyHistory();
+    double historyNow = history.latestSampleSeconds();
+    QImage image(static_cast<int>(std::ceil(size.width * devicePixelRatio)),
+                 static_cast<int>(std::ceil(size.height * devicePixelRatio)), QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(devicePixelRatio);
+    QtCanvasCache cache;
+    LoudnessHistoryView view;
+    for (auto _ : state) {
+        historyNow += 1.0 / 60.0;
+        history.advance(historyNow, {-20.0, -21.0, -23.0, -3.0});
+        QPainter painter(&image);
+        painter.fillRect(QRectF(0.0, 0.0, size.width, size.height), Qt::black);
+        QtCanvas canvas(painter, &cache);
+        view.draw(canvas, size, history, settings, target);
+        painter.end();
+        benchmark::DoNotOptimize(image.constBits());
+    }
+}
+
 } // namespace
 
 // Argument: device pixel ratio x 10 (10 = 1x, 20 = 2x). CPU time counts every thread
@@ -128,5 +210,11 @@ BENCHMARK(BM_PhaseScopeGlow512)
     ->Args({10, 4})->Args({20, 4})->Args({10, 2})->Args({10, 1})
     ->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_LoudnessRings)->Arg(10)->Arg(20)->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_LoudnessHistoryPanel)
+    ->Args({10, 1})->Args({10, 60})->Args({20, 1})->Args({20, 60})
+    ->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_LevelMeterWindowHistory)
+    ->Args({10, 0})->Args({10, 1})->Args({10, 60})->Args({20, 0})->Args({20, 1})->Args({20, 60})
+    ->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
 
 BENCHMARK_MAIN();

@@ -15,6 +15,9 @@ render level-meter tone-18dbfs level-meter-tone-18dbfs
 render level-meter loud-over-0db level-meter-loud
 render numerical-meter tone-18dbfs numerical-meter-tone
 render numerical-meter loud-over-0db numerical-meter-loud
+render numerical-meter targets-on-target numerical-meter-targets-on-target
+render numerical-meter targets-off-target numerical-meter-targets-off-target
+render numerical-meter targets-not-measured numerical-meter-targets-not-measured
 render spectrum pink-noise-third spectrum-pink-third --width 320 --height 110
 render spectrum pink-noise-48th spectrum-pink-48th --width 320 --height 110
 render phase-scope phase-lines-glow phase-scope-lines-glow --width 180 --height 180

@@ -165,7 +165,7 @@ TEST_F(AppShellTest, ViewAndFileMenusHoldTheirItemsInOrderWithShortcuts)
     const std::vector<Shown> viewEntries = shownEntries(*view);
     const std::vector<std::pair<QString, QString>> expectedView = {
         {"Reset Peaks", "Ctrl+R"}, {"Title Bar", "Ctrl+W"}, {"Show Scale", "Ctrl+S"}, {"Show Value", "Ctrl+V"},
-        {"Peak Hold", "Ctrl+P"},   {"Spectrum", "Ctrl+F"},  {"LUFS Meter", "Ctrl+L"}};
+        {"Peak Hold", "Ctrl+P"},   {"Spectrum", "Ctrl+F"},  {"History", ""},         {"LUFS Meter", "Ctrl+L"}};
     ASSERT_EQ(viewEntries.size(), expectedView.size());
     for (std::size_t i = 0; i < expectedView.size(); ++i) {
         EXPECT_EQ(viewEntries[i].text, expectedView[i].first);
@@ -175,7 +175,7 @@ TEST_F(AppShellTest, ViewAndFileMenusHoldTheirItemsInOrderWithShortcuts)
     const std::vector<Shown> fileEntries = shownEntries(*file);
     EXPECT_EQ(texts(fileEntries), (std::vector<QString>{"Import Gradients...", "Export All Custom Gradients...", "-",
                                                         "Import Settings...", "Export Settings...", "-",
-                                                        "Start Logging…"}));
+                                                        "Start Logging…", "Export Loudness Report…"}));
     EXPECT_EQ(fileEntries[3].shortcut, QStringLiteral("Ctrl+Shift+I"));
     EXPECT_EQ(fileEntries[4].shortcut, QStringLiteral("Ctrl+Shift+E"));
 
@@ -191,11 +191,12 @@ TEST_F(AppShellTest, ViewAndFileMenusHoldTheirItemsInOrderWithShortcuts)
 TEST_F(AppShellTest, ContextMenusStartWithTheViewItemsThenTheMenuBarSubmenus)
 {
     EXPECT_EQ(texts(shownEntries(shell.levelMeterMenu())),
-              (std::vector<QString>{"Title Bar", "Show Scale", "Show Value", "Peak Hold", "Spectrum", "LUFS Meter",
-                                    "Lissajous", "-", "Reset Peaks", "-", "Settings...", "-", "Stay on Top", "-",
+              (std::vector<QString>{"Title Bar", "Show Scale", "Show Value", "Peak Hold", "Spectrum", "History",
+                                    "LUFS Meter", "Lissajous", "-", "Reset Peaks", "-", "Settings...", "-", "Stay on Top", "-",
                                     "KelvraMeters >", "View >", "File >"}));
     EXPECT_EQ(texts(shownEntries(shell.numericalMeterMenu())),
-              (std::vector<QString>{"Title Bar", "Show Title Bars", "Spectrum", "-", "Reset Max Peaks", "-", "Start",
+              (std::vector<QString>{"Title Bar", "Show Title Bars", "Delivery Targets", "Spectrum", "-",
+                                    "Reset Max Peaks", "-", "Start",
                                     "-", "Stay on Top", "-", "KelvraMeters >", "View >", "File >"}));
     const std::vector<QString> tray = texts(shownEntries(shell.trayMenu()));
     EXPECT_EQ(tray.front(), QStringLiteral("Show Level Meter"));

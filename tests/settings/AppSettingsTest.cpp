@@ -39,7 +39,7 @@ TEST(AppSettingsDefaults, FreshStoreReadsEveryDefaultAndWritesOnlyTheMigration)
     }
     KELVRA_SETTINGS(KELVRA_EXPECT_DEFAULT)
 #undef KELVRA_EXPECT_DEFAULT
-    EXPECT_EQ(AppSettings::settingKeys().size(), 54u);
+    EXPECT_EQ(AppSettings::settingKeys().size(), 58u);
 
     EXPECT_EQ(settings.selectedMeterScale(), MeterScale::fcp);
     EXPECT_EQ(settings.effectiveMinDb(), -60.0f);

@@ -6,6 +6,7 @@
 
 #include <QPainter>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -53,9 +54,18 @@ Size defaultViewSize(ViewKind kind, const ViewFrame &frame)
         if (s.spectrum.show) height += s.spectrum.spacing + s.spectrum.height + 4.0;
         if (s.phaseScope.show && s.phaseScope.placement != LissajousPlacement::None) height += s.phaseScope.height + 4.0;
         if (s.loudness.show) height += s.loudness.ringMode ? 200.0 : LUFSMeterView::preferredHeight(s.loudness);
+        if (s.history.show) height += s.history.height + 4.0;
         return {240.0, height};
     }
-    case ViewKind::NumericalMeter: return {240.0, 124.0};
+    case ViewKind::NumericalMeter: {
+        if (!frame.numericalMeter.showTargetsTable) return {240.0, 124.0};
+        // Measured with the fonts the picture is drawn with.
+        QImage scratch(1, 1, QImage::Format_ARGB32_Premultiplied);
+        QPainter painter(&scratch);
+        const QtCanvas measurer(painter);
+        const Size preferred = NumericalMeterView::preferredSize(frame.numericalMeter, measurer);
+        return {std::max(240.0, preferred.width), preferred.height};
+    }
     case ViewKind::LufsRings: return {200.0, 200.0};
     case ViewKind::LufsBars: return {140.0, LUFSMeterView::preferredHeight(s.loudness)};
     case ViewKind::Spectrum: return {320.0, s.spectrum.height};

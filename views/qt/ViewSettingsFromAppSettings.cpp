@@ -59,6 +59,10 @@ LevelMeterSettings levelMeterSettings(AppSettings &settings)
     loudness.fontSize = settings.lufsMeterFontSize();
     loudness.preset = broadcast::selectedPreset(settings.showBroadcastPreset(),
                                                 settings.selectedBroadcastPresetName().toStdString());
+    LoudnessHistorySettings &history = result.history;
+    history.show = settings.showLoudnessHistory();
+    history.height = settings.loudnessHistoryHeight();
+    history.spanMinutes = static_cast<int>(settings.loudnessHistoryMinutes());
     return result;
 }
 
@@ -67,6 +71,7 @@ NumericalMeterSettings numericalMeterSettings(const AppSettings &settings)
     NumericalMeterSettings result;
     result.background = settings.backgroundColor();
     result.showTitleBars = settings.showTitleBars();
+    result.showTargetsTable = settings.showTargetsTable();
     result.gradient = settings.selectedGradient();
     return result;
 }
