@@ -77,6 +77,15 @@ ViewFrame busyFrame()
     return frame;
 }
 
+// A window-sized image at this device pixel ratio, as the window's backing store.
+QImage frameImage(Size size, double devicePixelRatio)
+{
+    QImage image(static_cast<int>(std::ceil(size.width * devicePixelRatio)),
+                 static_cast<int>(std::ceil(size.height * devicePixelRatio)), QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(devicePixelRatio);
+    return image;
+}
+
 void ensureApplication()
 {
     if (QCoreApplication::instance()) return;
@@ -94,9 +103,7 @@ void drawFrames(benchmark::State &state, ViewKind kind, Size size, double lineWi
     const double devicePixelRatio = static_cast<double>(state.range(0)) / 10.0;
     ViewFrame frame = busyFrame();
     frame.levelMeter.phaseScope.lineWidth = lineWidth;
-    QImage image(static_cast<int>(std::ceil(size.width * devicePixelRatio)),
-                 static_cast<int>(std::ceil(size.height * devicePixelRatio)), QImage::Format_ARGB32_Premultiplied);
-    image.setDevicePixelRatio(devicePixelRatio);
+    QImage image = frameImage(size, devicePixelRatio);
     LevelMeterView view;
     for (auto _ : state) {
         QPainter painter(&image);
@@ -151,9 +158,7 @@ void BM_LevelMeterWindowHistory(benchmark::State &state)
     const Size size{240.0, 900.0 + (span > 0 ? frame.levelMeter.history.height + 4.0 : 0.0)};
     LoudnessHistory history = busyHistory();
     double historyNow = history.latestSampleSeconds();
-    QImage image(static_cast<int>(std::ceil(size.width * devicePixelRatio)),
-                 static_cast<int>(std::ceil(size.height * devicePixelRatio)), QImage::Format_ARGB32_Premultiplied);
-    image.setDevicePixelRatio(devicePixelRatio);
+    QImage image = frameImage(size, devicePixelRatio);
     QtCanvasCache cache;
     LevelMeterView view;
     view.setLoudnessHistory(&history);
@@ -182,9 +187,7 @@ void BM_LoudnessHistoryPanel(benchmark::State &state)
     const std::optional<BroadcastPreset> target = BroadcastPreset{{}, "EBU R128", -23.0, 1.0, -1.0, true};
     LoudnessHistory history = busyHistory();
     double historyNow = history.latestSampleSeconds();
-    QImage image(static_cast<int>(std::ceil(size.width * devicePixelRatio)),
-                 static_cast<int>(std::ceil(size.height * devicePixelRatio)), QImage::Format_ARGB32_Premultiplied);
-    image.setDevicePixelRatio(devicePixelRatio);
+    QImage image = frameImage(size, devicePixelRatio);
     QtCanvasCache cache;
     LoudnessHistoryView view;
     for (auto _ : state) {
