@@ -108,7 +108,8 @@ wait "$app" "$headless" 2>/dev/null || true
 
 # The verdict, from the samples after the first 5 minutes and the headless levels.
 restart_seconds=$(awk '{printf "%.1f", $2 - $1}' "$work/restart" 2>/dev/null || echo 0)
-python3 - "$out" "$restart_seconds" <<'PY' | tee "$out/verdict.txt"
+status=0
+python3 - "$out" "$restart_seconds" >"$out/verdict.txt" <<'PY' || status=$?
 import csv, json, sys
 out, restart = sys.argv[1], float(sys.argv[2])
 rows = [r for r in csv.DictReader(open(f"{out}/soak.csv")) if r["app_rss_kb"]]
@@ -153,7 +154,7 @@ judge("capture", longest <= max(restart, 1.0) + 3.0,
 print("PASS" if ok else "FAIL")
 sys.exit(0 if ok else 1)
 PY
-status=${PIPESTATUS[0]}
+cat "$out/verdict.txt"
 
 if command -v gnuplot >/dev/null; then
     gnuplot <<EOF
