@@ -4,6 +4,10 @@
 
 #include <cstdio>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 namespace {
 
 const QList<const cli::Mode *> modes{&cli::windowsMode,        &cli::meterFileMode,      &cli::headlessMode,
@@ -40,6 +44,14 @@ const cli::Mode *takeLegacyMode(QStringList &arguments)
 
 int main(int argc, char **argv)
 {
+#ifdef __GLIBC__
+    // glibc raises its mmap threshold whenever a large mapped block is freed; blocks of that
+    // size then come from the heap and stay resident after they are freed. Each reconnection
+    // to the audio server frees and makes such blocks again, and left the process 4.5 MB
+    // larger after the first restart and 2.6 MB more after the second. A fixed threshold
+    // turns the adjustment off, so large blocks go back to the system when freed.
+    mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+#endif
     QStringList arguments;
     for (int i = 1; i < argc; ++i) arguments << QString::fromLocal8Bit(argv[i]);
 
