@@ -4,12 +4,13 @@
 GENERATOR     ?= Ninja
 RELEASE_DIR   ?= build/release
 TEST_DIR      ?= build/asan
+TSAN_DIR      ?= build/tsan
 JOBS          ?= $(shell nproc)
 
 # Lets ccache reuse objects between clones of the repository (paths are made relative).
 export CCACHE_BASEDIR := $(CURDIR)
 
-.PHONY: all deps build run test bench live-cpu package soak fuzz clean
+.PHONY: all deps build run test tsan bench live-cpu package soak fuzz clean
 
 all: build
 
@@ -37,6 +38,17 @@ bench: deps $(RELEASE_DIR)/build.ninja
 	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvra_benchmarks kelvrameters
 	bash scripts/run-benchmarks.sh $(RELEASE_DIR)
 	bash scripts/measure-live-cpu.sh $(RELEASE_DIR)
+
+$(TSAN_DIR)/build.ninja:
+	cmake -S . -B $(TSAN_DIR) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	      -DKELVRA_SANITIZE=thread -DKELVRA_BUILD_BENCH=OFF
+
+# ThreadSanitizer over every test that runs threads (suppressions: scripts/tsan.supp).
+# The conformance suite is left to make test: it paces files at 8x real time, which a
+# build running five to fifteen times slower cannot keep up with.
+tsan: deps $(TSAN_DIR)/build.ninja
+	cmake --build $(TSAN_DIR) -j $(JOBS)
+	bash scripts/run-tests.sh $(TSAN_DIR) -LE 'packaging|fuzz|conformance'
 
 # Only the running app's CPU and memory (part of make bench).
 live-cpu: deps $(RELEASE_DIR)/build.ninja
