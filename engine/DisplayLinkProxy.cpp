@@ -1,8 +1,8 @@
 #include "engine/DisplayLinkProxy.h"
 
 #include "engine/AudioEngine.h"
+#include "engine/CrossThreadCall.h"
 
-#include <QMetaObject>
 
 #include <mutex>
 
@@ -16,7 +16,7 @@ void DisplayLinkProxy::displayLinkFired()
         updatePending_ = true;
     }
     // Queued on this object: if it is destroyed first, Qt drops the call with it.
-    QMetaObject::invokeMethod(this, &DisplayLinkProxy::runPendingTick, Qt::QueuedConnection);
+    crossThreadCall(this, [this] { runPendingTick(); });
 }
 
 bool DisplayLinkProxy::isUpdatePending() const

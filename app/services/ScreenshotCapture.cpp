@@ -1,4 +1,5 @@
 #include "app/services/ScreenshotCapture.h"
+#include "engine/CrossThreadCall.h"
 
 #include <QApplication>
 #include <QBuffer>
@@ -224,17 +225,14 @@ void ScreenshotCapture::deliverInBackground(QImage image, QString path, Completi
     QThreadPool::globalInstance()->start(
         [relay, self, image = std::move(image), path = std::move(path), done = std::move(done)]() mutable {
             QByteArray png = path.isEmpty() ? pngBytes(image) : pngFromFile(path);
-            QMetaObject::invokeMethod(
-                relay,
-                [relay, self, png = std::move(png), done = std::move(done)] {
-                    relay->deleteLater();
-                    if (!self) return;
-                    if (png.isEmpty())
-                        done(std::nullopt);
-                    else
-                        done(png);
-                },
-                Qt::QueuedConnection);
+            crossThreadCall(relay, [relay, self, png = std::move(png), done = std::move(done)] {
+                relay->deleteLater();
+                if (!self) return;
+                if (png.isEmpty())
+                    done(std::nullopt);
+                else
+                    done(png);
+            });
         });
 }
 

@@ -1,6 +1,7 @@
 #include "app/settingswindow/TestTonePanel.h"
 
 #include "app/settingswindow/SettingsControls.h"
+#include "engine/CrossThreadCall.h"
 #include "tools/TestToneGenerator.h"
 
 #include <QCoreApplication>
@@ -60,11 +61,9 @@ void TestTonePanel::exportTestTonesTo(const QString &folder)
             error = QString::fromStdString(failure.what());
         }
         // Back on the panel's thread; a panel closed meanwhile drops the message.
-        QMetaObject::invokeMethod(
-            qApp, [panel, folder, count, error] {
-                if (panel) panel->finish(folder, count, error);
-            },
-            Qt::QueuedConnection);
+        crossThreadCall(qApp, [panel, folder, count, error] {
+            if (panel) panel->finish(folder, count, error);
+        });
     });
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
     worker->start();

@@ -1,6 +1,7 @@
 #include "capture/pipewire/PipeWireCaptureStream.h"
 
 #include "capture/pipewire/PipeWireConnection.h"
+#include "engine/CrossThreadCall.h"
 
 #include <pipewire/pipewire.h>
 #include <spa/debug/types.h>
@@ -38,8 +39,7 @@ struct PipeWireCaptureStream::Listener {
         if (state == PW_STREAM_STATE_PAUSED || state == PW_STREAM_STATE_STREAMING) {
             const std::uint32_t nodeId = pw_stream_get_node_id(self->stream_);
             const std::uint64_t serial = self->loopSerial_.load();
-            QMetaObject::invokeMethod(
-                self, [self, serial, nodeId] { self->handleNodeId(serial, nodeId); }, Qt::QueuedConnection);
+            crossThreadCall(self, [self, serial, nodeId] { self->handleNodeId(serial, nodeId); });
             return;
         }
         QString reason;
@@ -51,8 +51,7 @@ struct PipeWireCaptureStream::Listener {
             return;
         }
         const std::uint64_t serial = self->loopSerial_.load();
-        QMetaObject::invokeMethod(
-            self, [self, serial, reason] { self->handleFailure(serial, reason); }, Qt::QueuedConnection);
+        crossThreadCall(self, [self, serial, reason] { self->handleFailure(serial, reason); });
     }
 
     static void onParamChanged(void *data, std::uint32_t id, const spa_pod *param)
@@ -84,8 +83,7 @@ struct PipeWireCaptureStream::Listener {
             }
         }
         const std::uint64_t serial = self->loopSerial_.load();
-        QMetaObject::invokeMethod(
-            self, [self, serial, format] { self->handleFormat(serial, format); }, Qt::QueuedConnection);
+        crossThreadCall(self, [self, serial, format] { self->handleFormat(serial, format); });
     }
 
     // Real-time data thread.

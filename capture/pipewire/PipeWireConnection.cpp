@@ -3,6 +3,7 @@
 #include "capture/pipewire/PipeWireMetadataManager.h"
 #include "capture/pipewire/PipeWireNodeManager.h"
 #include "capture/pipewire/PipeWireStreamGraph.h"
+#include "engine/CrossThreadCall.h"
 
 #include <pipewire/extensions/metadata.h>
 #include <pipewire/pipewire.h>
@@ -92,8 +93,7 @@ void PipeWireConnection::LoopSide::onCoreDone(void *data, std::uint32_t id, int 
         side->secondSyncSeq = -1;
         const std::uint64_t generation = side->generation;
         PipeWireConnection *owner = &side->owner;
-        QMetaObject::invokeMethod(
-            owner, [owner, generation] { owner->handleInitialSyncDone(generation); }, Qt::QueuedConnection);
+        crossThreadCall(owner, [owner, generation] { owner->handleInitialSyncDone(generation); });
     }
 
     auto &queries = side->aliveQueries;
@@ -114,9 +114,9 @@ void PipeWireConnection::LoopSide::onCoreError(void *data, std::uint32_t id, int
     const std::uint64_t generation = side->generation;
     const std::string text = message ? message : "";
     PipeWireConnection *owner = &side->owner;
-    QMetaObject::invokeMethod(
-        owner, [owner, generation, res, text] { owner->handleCoreError(generation, res, QString::fromStdString(text)); },
-        Qt::QueuedConnection);
+    crossThreadCall(owner, [owner, generation, res, text] {
+        owner->handleCoreError(generation, res, QString::fromStdString(text));
+    });
 }
 
 void PipeWireConnection::LoopSide::onGlobal(void *data, std::uint32_t id, std::uint32_t, const char *type,

@@ -1,5 +1,7 @@
 #include "capture/pipewire/PipeWireMetadataManager.h"
 
+#include "engine/CrossThreadCall.h"
+
 #include <pipewire/extensions/metadata.h>
 #include <pipewire/pipewire.h>
 
@@ -86,9 +88,9 @@ void PipeWireMetadataManager::detachOnLoop()
 
 void PipeWireMetadataManager::postProperty(std::uint64_t generation, std::string key, std::string value)
 {
-    QMetaObject::invokeMethod(
-        this, [this, generation, key = std::move(key), value = std::move(value)] { applyProperty(generation, key, value); },
-        Qt::QueuedConnection);
+    crossThreadCall(this, [this, generation, key = std::move(key), value = std::move(value)] {
+        applyProperty(generation, key, value);
+    });
 }
 
 void PipeWireMetadataManager::clear()

@@ -1,5 +1,7 @@
 #include "capture/pipewire/PipeWireNodeManager.h"
 
+#include "engine/CrossThreadCall.h"
+
 #include <pipewire/pipewire.h>
 
 #include <algorithm>
@@ -137,8 +139,7 @@ void PipeWireNodeManager::removeGlobalOnLoop(std::uint32_t id, std::uint64_t gen
         pw_proxy_destroy(it->second->proxy);
     }
     bound_.erase(it);
-    QMetaObject::invokeMethod(
-        this, [this, generation, id] { applyRemoval(generation, id); }, Qt::QueuedConnection);
+    crossThreadCall(this, [this, generation, id] { applyRemoval(generation, id); });
 }
 
 bool PipeWireNodeManager::isLiveOnLoop(std::uint32_t id) const { return bound_.contains(id); }
@@ -155,8 +156,7 @@ void PipeWireNodeManager::detachOnLoop()
 
 void PipeWireNodeManager::postUpdate(std::uint64_t generation, AudioNodeInfo info)
 {
-    QMetaObject::invokeMethod(
-        this, [this, generation, info = std::move(info)] { applyUpdate(generation, info); }, Qt::QueuedConnection);
+    crossThreadCall(this, [this, generation, info = std::move(info)] { applyUpdate(generation, info); });
 }
 
 void PipeWireNodeManager::applyUpdate(std::uint64_t generation, const AudioNodeInfo &info)

@@ -1,5 +1,7 @@
 #include "capture/pipewire/PipeWireStreamGraph.h"
 
+#include "engine/CrossThreadCall.h"
+
 #include <pipewire/pipewire.h>
 
 #include <algorithm>
@@ -128,8 +130,7 @@ void PipeWireStreamGraph::removeGlobalOnLoop(std::uint32_t id, std::uint64_t gen
     if (it == bound_.end()) return;
     it->second->release();
     bound_.erase(it);
-    QMetaObject::invokeMethod(
-        this, [this, generation, id] { applyRemoval(generation, id); }, Qt::QueuedConnection);
+    crossThreadCall(this, [this, generation, id] { applyRemoval(generation, id); });
 }
 
 void PipeWireStreamGraph::detachOnLoop()
@@ -140,9 +141,7 @@ void PipeWireStreamGraph::detachOnLoop()
 
 void PipeWireStreamGraph::postUpdate(std::uint64_t generation, GraphObject object)
 {
-    QMetaObject::invokeMethod(
-        this, [this, generation, object = std::move(object)] { applyUpdate(generation, object); },
-        Qt::QueuedConnection);
+    crossThreadCall(this, [this, generation, object = std::move(object)] { applyUpdate(generation, object); });
 }
 
 void PipeWireStreamGraph::applyUpdate(std::uint64_t generation, const GraphObject &object)
