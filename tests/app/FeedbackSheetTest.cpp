@@ -71,7 +71,7 @@ protected:
 
     TestSettings env;
     AudioEngine engine{env.settings, AudioEngine::TickSource::external};
-    std::mutex mutex; // guards what the server's thread writes below
+    std::mutex mutex; // guards what the server's thread reads and writes below
     httplib::Request lastRequest;
     int answerStatus = 201;
     std::string answerBody = R"({"id":"rec42"})";
@@ -110,8 +110,13 @@ TEST_F(FeedbackSheetTest, SendsOnlyWhenSendIsPressedAndShowsTheRecordId)
 
 TEST_F(FeedbackSheetTest, AFailureShowsTheReasonWithAWarningSign)
 {
-    answerStatus = 500;
-    answerBody = "kaputt";
+    {
+        // The server's thread reads the answer under the lock; the request that makes it
+        // read goes over a socket, which orders nothing for a race detector.
+        std::lock_guard lock(mutex);
+        answerStatus = 500;
+        answerBody = "kaputt";
+    }
 
     typeAndSend(QStringLiteral("Hallo"));
 
