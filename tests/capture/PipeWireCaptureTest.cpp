@@ -100,21 +100,26 @@ TEST_F(PipeWireCaptureTest, DefaultOutputChannelCountFollowsTheDefaultSinkAndIsA
     // the sink is also chosen the way a user does in a mixer, which is just as much a
     // change of the default sink and is settled within one round trip.
     const auto makeDefault = [&](const char *name) {
-        if (!waitUntil([&] { return platform_->connection().nodes().findByName(name) != nullptr; }, 5s))
-            return false;
+        ASSERT_TRUE(waitUntil([&] { return platform_->connection().nodes().findByName(name) != nullptr; }, 10s))
+            << name << " never appeared; nodes: "
+            << AudioTestSession::toolOutput(QStringLiteral("pw-cli"), {QStringLiteral("ls"), QStringLiteral("Node")})
+                   .toStdString();
         AudioTestSession::toolOutput(
             QStringLiteral("pw-metadata"),
             {QStringLiteral("0"), QStringLiteral("default.configured.audio.sink"),
              QStringLiteral("{ \"name\": \"%1\" }").arg(QLatin1String(name)), QStringLiteral("Spa:String:JSON")});
-        return waitUntil([&] { return defaultSinkIs(name); }, 5s);
+        ASSERT_TRUE(waitUntil([&] { return defaultSinkIs(name); }, 10s))
+            << "the default sink is " << platform_->connection().metadata().defaultSinkName() << ", not " << name;
     };
 
     addSink(QStringLiteral("surround-sink"), QStringLiteral("[FL FR FC LFE RL RR]"), 6, 3000);
-    ASSERT_TRUE(makeDefault("surround-sink"));
+    makeDefault("surround-sink");
+    if (HasFatalFailure()) return;
     EXPECT_TRUE(waitUntil([&] { return control.currentDefaultOutputChannelCount() == 6; }, 2s));
 
     addSink(QStringLiteral("mono-sink"), QStringLiteral("[MONO]"), 1, 4000);
-    ASSERT_TRUE(makeDefault("mono-sink"));
+    makeDefault("mono-sink");
+    if (HasFatalFailure()) return;
     EXPECT_EQ(control.currentDefaultOutputChannelCount(), 2);
 }
 
