@@ -96,7 +96,7 @@ protected:
     {
         QElapsedTimer elapsed;
         elapsed.start();
-        while (elapsed.elapsed() < timeout.count()) {
+        while (elapsed.elapsed() < slowBuildAllowance(timeout).count()) {
             if (showsSine(peakDbfs, 400ms)) return true;
         }
         return false;
