@@ -5,7 +5,6 @@ namespace {
 CaptureBlockProcessor::Config processorConfig()
 {
     CaptureBlockProcessor::Config config;
-    config.maxBlockFrames = AppAudioCaptureImpl::maxFrames;
     config.lissajousStore = LissajousStore::Kind::latestBlock;
     config.spectrumWork = CaptureBlockProcessor::SpectrumWork::samplesOnly;
     config.sampleRate = AppAudioCaptureImpl::captureSampleRate;

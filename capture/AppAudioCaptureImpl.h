@@ -18,7 +18,6 @@ class AppAudioCaptureImpl final : public LinkedCaptureBackend {
 public:
     static constexpr const char *nodeName = "KelvraMeters-Apps";
     static constexpr double captureSampleRate = 48000.0; // Hz
-    static constexpr std::size_t maxFrames = 8192;       // longest block processed in one piece
 
     AppAudioCaptureImpl(PipeWireConnection &connection, QSet<QString> bundleIDs);
 

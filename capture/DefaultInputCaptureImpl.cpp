@@ -8,9 +8,6 @@ namespace {
 CaptureBlockProcessor::Config processorConfig()
 {
     CaptureBlockProcessor::Config config;
-    // The graph may run a larger quantum than asked for; such blocks are cut into
-    // pieces rather than dropped.
-    config.maxBlockFrames = 8192;
     config.lissajousStore = LissajousStore::Kind::trail;
     config.spectrumWork = CaptureBlockProcessor::SpectrumWork::bandsOnAudioThread;
     config.sampleRate = DefaultInputCaptureImpl::assumedSampleRate;

@@ -5,7 +5,6 @@ namespace {
 CaptureBlockProcessor::Config processorConfig()
 {
     CaptureBlockProcessor::Config config;
-    config.maxBlockFrames = DeviceCaptureImpl::maxFrames;
     config.lissajousStore = LissajousStore::Kind::latestBlock;
     config.spectrumWork = CaptureBlockProcessor::SpectrumWork::samplesOnly;
     config.sampleRate = DeviceCaptureImpl::assumedSampleRate;
@@ -78,7 +77,5 @@ void DeviceCaptureImpl::streamFormatChanged(double sampleRate, int) noexcept
 
 void DeviceCaptureImpl::processBlock(const float *left, const float *right, std::size_t frameCount) noexcept
 {
-    // Longer blocks would not fit the fixed buffers of this path; they are dropped whole.
-    if (frameCount > maxFrames) return;
     processor_->processPlanar(left, right, frameCount);
 }

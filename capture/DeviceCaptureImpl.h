@@ -11,8 +11,7 @@
 class PipeWireConnection;
 
 // A named device: a capture stream targeted at one node (target.object = its
-// node.name), one or two channels, blocks of up to 4096 frames (longer ones are
-// ignored). A sink is captured through its monitor, as a passive node, so metering
+// node.name), one or two channels, blocks of whatever size the graph runs. A sink is captured through its monitor, as a passive node, so metering
 // never keeps an otherwise idle output running.
 //
 // The stream is not moved elsewhere when its node disappears: it fails instead, and
@@ -21,7 +20,6 @@ class DeviceCaptureImpl final : public CaptureBackend, private PipeWireCaptureSt
     Q_OBJECT
 
 public:
-    static constexpr std::size_t maxFrames = 4096;       // longest block processed
     static constexpr double assumedSampleRate = 48000.0; // Hz, until negotiated
 
     struct DeviceFormat {

@@ -14,7 +14,6 @@ constexpr double maxPace = 1000.0;
 CaptureBlockProcessor::Config processorConfig(double sampleRate)
 {
     CaptureBlockProcessor::Config config;
-    config.maxBlockFrames = FileSourceCaptureImpl::blockFrames;
     config.sampleRate = sampleRate;
     return config;
 }

@@ -7,10 +7,17 @@ namespace {
 
 const std::vector<std::string> frontPair = {"FL", "FR"};
 
-CaptureBlockProcessor::Config processorConfig()
+std::vector<std::string> tapPositions(bool deterministic, std::vector<std::string> positions)
+{
+    if (deterministic || positions.empty()) return frontPair;
+    return positions;
+}
+
+// A mixdown of more than two channels is folded onto the stereo pair by the processor.
+CaptureBlockProcessor::Config processorConfig(const std::vector<std::string> &positions)
 {
     CaptureBlockProcessor::Config config;
-    config.maxBlockFrames = ProcessTapRouter::deinterleaveCapacity;
+    if (positions.size() > 2) config.foldPositions = positions;
     config.lissajousStore = LissajousStore::Kind::latestBlock;
     config.spectrumWork = CaptureBlockProcessor::SpectrumWork::samplesOnly;
     config.levelRounding = CaptureBlockProcessor::LevelRounding::tenthDb;
@@ -28,21 +35,14 @@ PipeWireCaptureStream::Options streamOptions(const std::vector<std::string> &pos
     return options;
 }
 
-std::vector<std::string> tapPositions(bool deterministic, std::vector<std::string> positions)
-{
-    if (deterministic || positions.empty()) return frontPair;
-    return positions;
-}
-
 } // namespace
 
 ProcessTapCaptureImpl::ProcessTapCaptureImpl(PipeWireConnection &connection, const AudioProcessInfo &process,
                                              bool deterministic, std::vector<std::string> positions)
-    : LinkedCaptureBackend(connection, streamOptions(tapPositions(deterministic, positions)), processorConfig(),
+    : LinkedCaptureBackend(connection, streamOptions(tapPositions(deterministic, positions)),
+                           processorConfig(tapPositions(deterministic, positions)),
                            deterministic ? LinkRouting::frontPair : LinkRouting::samePosition),
-      process_(process), deterministic_(deterministic), router_(processor()),
-      downmix_(tapPositions(deterministic, std::move(positions))),
-      stereoScratch_(2 * ProcessTapRouter::deinterleaveCapacity)
+      process_(process), router_(processor())
 {
     router_.setDeterministic(deterministic);
 }
@@ -66,21 +66,7 @@ void ProcessTapCaptureImpl::processInterleavedBlock(const float *samples, std::s
                                                     int channels) noexcept
 {
     const auto channelCount = static_cast<std::uint32_t>(channels);
-    if (deterministic_ || channelCount != downmix_.channelCount() || channelCount <= 2) {
-        const std::array<TapBuffer, 1> buffers = {
-            TapBuffer{samples, channelCount, static_cast<std::uint32_t>(frameCount * channelCount * sizeof(float))}};
-        router_.processAudioCallback(buffers);
-        return;
-    }
-    // The fold gives the stereo pair a mixdown tap delivers; longer cycles than the
-    // router takes are folded in pieces.
-    std::size_t offset = 0;
-    while (offset < frameCount) {
-        const std::size_t frames = std::min(frameCount - offset, ProcessTapRouter::deinterleaveCapacity);
-        downmix_.process(samples + offset * channelCount, frames, stereoScratch_.data());
-        const std::array<TapBuffer, 1> buffers = {
-            TapBuffer{stereoScratch_.data(), 2, static_cast<std::uint32_t>(frames * 2 * sizeof(float))}};
-        router_.processAudioCallback(buffers);
-        offset += frames;
-    }
+    const std::array<TapBuffer, 1> buffers = {
+        TapBuffer{samples, channelCount, static_cast<std::uint32_t>(frameCount * channelCount * sizeof(float))}};
+    router_.processAudioCallback(buffers);
 }

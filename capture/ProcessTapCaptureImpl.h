@@ -3,7 +3,6 @@
 #include "capture/AudioSources.h"
 #include "capture/LinkedCaptureBackend.h"
 #include "engine/dsp/ProcessTapRouter.h"
-#include "engine/dsp/StereoDownmix.h"
 
 #include <string>
 #include <vector>
@@ -14,7 +13,8 @@
 //
 // Deterministic: the node takes the stream's own front pair (FL, FR; mono feeds both)
 // unchanged. Mixdown: the node takes every channel of the process's first stream and
-// folds them onto a stereo pair (StereoDownmix), which the mixdown gain then raises.
+// the block processor folds them onto a stereo pair (StereoDownmix), which the mixdown
+// gain raises.
 // Either way the tap's block path is ProcessTapRouter's: buffer choice, gain,
 // diagnostics, then levels rounded to tenths of a dB, spectrum, scope and loudness.
 class ProcessTapCaptureImpl final : public LinkedCaptureBackend {
@@ -43,8 +43,5 @@ private:
     void processInterleavedBlock(const float *samples, std::size_t frameCount, int channels) noexcept override;
 
     const AudioProcessInfo process_;                   // the tapped process
-    const bool deterministic_;                         // front pair rather than mixdown
     ProcessTapRouter router_;                          // buffer choice, gain, diagnostics
-    const StereoDownmix downmix_;                      // the mixdown's fold, fixed per tap
-    std::vector<float> stereoScratch_;                 // folded pairs, interleaved
 };

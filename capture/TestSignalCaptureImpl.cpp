@@ -7,7 +7,6 @@ namespace {
 CaptureBlockProcessor::Config processorConfig()
 {
     CaptureBlockProcessor::Config config;
-    config.maxBlockFrames = TestSignalCaptureImpl::blockFrames;
     config.sampleRate = TestSignalCaptureImpl::rate;
     return config;
 }

@@ -62,7 +62,6 @@ bool runMeterFile(const MeterFileOptions &options, const MeterFileReport &report
     }
     const std::size_t blockFrames = std::max<std::size_t>(options.blockFrames, 1);
     CaptureBlockProcessor::Config config;
-    config.maxBlockFrames = blockFrames;
     std::shared_ptr<FileCaptureBackend> backend = FileCaptureBackend::open(options.path, blockFrames, error, config);
     if (!backend) return false;
 

@@ -5,7 +5,6 @@
 #include "engine/dsp/CaptureBlockProcessor.h"
 #include "engine/dsp/LoudnessMeter.h"
 #include "engine/dsp/ProcessTapRouter.h"
-#include "engine/dsp/StereoDownmix.h"
 
 #include <benchmark/benchmark.h>
 #include <ebur128.h>
@@ -174,11 +173,11 @@ void runDefaultInput(benchmark::State &state, bool withBands, bool withLoudness)
 // The process tap in mixdown mode at gain 3: the router (buffer choice, de-interleave,
 // gain, diagnostics) into the processor as the tap sets it up (levels rounded to
 // 0.1 dB, the latest block's scope points, spectrum samples for the tick); with six
-// channels, the fold to stereo in front, as the tap's back-end does it.
+// channels, the processor folds them to stereo, as the tap's back-end sets it up.
 void runTap(benchmark::State &state, bool sixChannels, bool withLoudness)
 {
     CaptureBlockProcessor::Config config;
-    config.maxBlockFrames = ProcessTapRouter::deinterleaveCapacity;
+    if (sixChannels) config.foldPositions = fiveOne;
     config.lissajousStore = LissajousStore::Kind::latestBlock;
     config.spectrumWork = CaptureBlockProcessor::SpectrumWork::samplesOnly;
     config.levelRounding = CaptureBlockProcessor::LevelRounding::tenthDb;
@@ -188,18 +187,13 @@ void runTap(benchmark::State &state, bool sixChannels, bool withLoudness)
     router.setDeterministic(false);
     router.setMixdownGain(3.0f);
     router.setEnabled(true);
-    const StereoDownmix downmix(fiveOne);
-    std::vector<float> folded(2 * blockFrames);
+    const std::uint32_t channels = sixChannels ? 6 : 2;
     std::size_t index = 0;
     for (auto _ : state) {
-        const float *samples = block(index);
-        if (sixChannels) {
-            downmix.process(sixChannelBlock(index), blockFrames, folded.data());
-            samples = folded.data();
-        }
+        const float *samples = sixChannels ? sixChannelBlock(index) : block(index);
         ++index;
         const std::array<TapBuffer, 1> buffers = {
-            TapBuffer{samples, 2, static_cast<std::uint32_t>(blockFrames * 2 * sizeof(float))}};
+            TapBuffer{samples, channels, static_cast<std::uint32_t>(blockFrames * channels * sizeof(float))}};
         router.processAudioCallback(buffers);
     }
     state.SetItemsProcessed(state.iterations());

@@ -16,11 +16,15 @@ CaptureBlockProcessor::CaptureBlockProcessor(const Config &config)
     : config_(config),
       sampleRate_(config.sampleRate),
       lissajousStore_(config.lissajousStore),
-      leftScratch_(std::max<std::size_t>(config.maxBlockFrames, 1)),
+      leftScratch_(std::max<std::size_t>(config.pieceFrames, 1)),
       rightScratch_(leftScratch_.size()),
       monoScratch_(leftScratch_.size()),
       testSignal_(config.sampleRate)
 {
+    if (!config.foldPositions.empty()) {
+        fold_.emplace(config.foldPositions);
+        foldScratch_.resize(2 * leftScratch_.size());
+    }
     if (config.spectrumWork == SpectrumWork::bandsOnAudioThread) {
         analyzer_ = std::make_unique<SpectrumAnalyzer>();
         analysisFrame_.resize(SpectrumAnalyzer::fftSize);
@@ -54,14 +58,16 @@ std::uint64_t CaptureBlockProcessor::blockCount() const { return blockCount_.loa
 
 void CaptureBlockProcessor::resetLevels()
 {
-    std::lock_guard guard(levelsLock_);
-    levels_ = AudioLevels{};
+    silencedAt_.store(levels_.writeCount(), std::memory_order_relaxed);
 }
 
 AudioLevels CaptureBlockProcessor::readLevels()
 {
-    std::lock_guard guard(levelsLock_);
-    return levels_;
+    const std::uint32_t silencedAt = silencedAt_.load(std::memory_order_relaxed);
+    const AudioLevels levels = levels_.read();
+    // A block stored after the reset counts again.
+    if (silencedAt != 0 && levels_.writeCount() == silencedAt) return AudioLevels{};
+    return levels;
 }
 
 std::optional<std::size_t> CaptureBlockProcessor::readFFTSamples(float *dest, std::size_t maxCount)
@@ -90,41 +96,57 @@ bool CaptureBlockProcessor::takeSpectralBands(std::vector<float> &bands)
     return true;
 }
 
-void CaptureBlockProcessor::processPlanar(const float *left, const float *right, std::size_t frameCount)
+void CaptureBlockProcessor::processPlanar(const float *left, const float *right, std::size_t frameCount, float gain)
 {
     blockCount_.fetch_add(1, std::memory_order_relaxed);
-    if (!beginBlock() || left == nullptr) return;
+    if (left == nullptr || !beginBlock(right == nullptr)) return;
 
     const std::size_t piece = leftScratch_.size();
-    std::size_t offset = 0;
-    do {
+    for (std::size_t offset = 0; offset < frameCount; offset += piece) {
         const std::size_t frames = std::min(piece, frameCount - offset);
-        processPiece(left + offset, right != nullptr ? right + offset : nullptr, frames);
-        offset += frames;
-    } while (offset < frameCount);
+        const float *l = left + offset;
+        const float *r = right != nullptr ? right + offset : nullptr;
+        if (gain != 1.0f) {
+            std::transform(l, l + frames, leftScratch_.begin(), [gain](float x) { return x * gain; });
+            l = leftScratch_.data();
+            if (r != nullptr) {
+                std::transform(r, r + frames, rightScratch_.begin(), [gain](float x) { return x * gain; });
+                r = rightScratch_.data();
+            }
+        }
+        processPiece(l, r, frames);
+    }
+    endBlock();
 }
 
-void CaptureBlockProcessor::processInterleaved(const float *samples, std::size_t frameCount, std::size_t channels)
+void CaptureBlockProcessor::processInterleaved(const float *samples, std::size_t frameCount, std::size_t channels,
+                                               float gain)
 {
     blockCount_.fetch_add(1, std::memory_order_relaxed);
-    if (!beginBlock() || samples == nullptr || channels == 0) return;
+    if (samples == nullptr || channels == 0 || !beginBlock(channels == 1)) return;
 
+    const bool folded = fold_ && channels == fold_->channelCount();
     const std::size_t piece = leftScratch_.size();
     float *right = channels >= 2 ? rightScratch_.data() : nullptr;
-    std::size_t offset = 0;
-    do {
+    for (std::size_t offset = 0; offset < frameCount; offset += piece) {
         const std::size_t frames = std::min(piece, frameCount - offset);
         const float *frame = samples + offset * channels;
-        for (std::size_t i = 0; i < frames; ++i) leftScratch_[i] = frame[i * channels];
+        std::size_t stride = channels;
+        if (folded) {
+            fold_->process(frame, frames, foldScratch_.data());
+            frame = foldScratch_.data();
+            stride = 2;
+        }
+        for (std::size_t i = 0; i < frames; ++i) leftScratch_[i] = frame[i * stride] * gain;
         if (right != nullptr) {
-            for (std::size_t i = 0; i < frames; ++i) right[i] = frame[i * channels + 1];
+            for (std::size_t i = 0; i < frames; ++i) right[i] = frame[i * stride + 1] * gain;
         }
         processPiece(leftScratch_.data(), right, frames);
-        offset += frames;
-    } while (offset < frameCount);
+    }
+    endBlock();
 }
 
-bool CaptureBlockProcessor::beginBlock()
+bool CaptureBlockProcessor::beginBlock(bool mono)
 {
     if (!processingEnabled_.load(std::memory_order_relaxed)) return false;
     // A settings update in progress is picked up by the next block instead of waited for.
@@ -132,6 +154,9 @@ bool CaptureBlockProcessor::beginBlock()
         settings_ = requestedSettings_;
         settingsLock_.unlock();
     }
+    leftLevels_.reset();
+    rightLevels_.reset();
+    monoBlock_ = mono;
     return true;
 }
 
@@ -146,7 +171,8 @@ void CaptureBlockProcessor::processPiece(const float *left, const float *right, 
         right = generatedRight;
     }
 
-    storeLevels(left, right, frameCount);
+    leftLevels_.add(left, frameCount);
+    if (right != nullptr) rightLevels_.add(right, frameCount);
     feedLoudness(left, right, frameCount);
     if (settings_.spectralEnabled) handOverSpectrum(left, right, frameCount);
     if (settings_.lissajousEnabled) {
@@ -155,18 +181,23 @@ void CaptureBlockProcessor::processPiece(const float *left, const float *right, 
     }
 }
 
-void CaptureBlockProcessor::storeLevels(const float *left, const float *right, std::size_t frameCount)
+void CaptureBlockProcessor::endBlock()
 {
-    ChannelLevels l = calculateLevels(left, frameCount);
-    ChannelLevels r = right != nullptr ? calculateLevels(right, frameCount) : l;
+    storeLevels();
+    if (analyzer_ && settings_.spectralEnabled) analyseWindow();
+}
+
+void CaptureBlockProcessor::storeLevels()
+{
+    ChannelLevels l = leftLevels_.levels();
+    ChannelLevels r = monoBlock_ ? l : rightLevels_.levels();
     if (config_.levelRounding == LevelRounding::tenthDb) {
         for (ChannelLevels *channel : {&l, &r}) {
             channel->peak = roundToTenthDb(channel->peak);
             channel->rms = roundToTenthDb(channel->rms);
         }
     }
-    std::lock_guard guard(levelsLock_);
-    levels_ = {l.peak, r.peak, l.rms, r.rms};
+    levels_.write({l.peak, r.peak, l.rms, r.rms});
 }
 
 void CaptureBlockProcessor::feedLoudness(const float *left, const float *right, std::size_t frameCount)
@@ -187,7 +218,6 @@ void CaptureBlockProcessor::handOverSpectrum(const float *left, const float *rig
         mono = monoScratch_.data();
     }
     spectrumSamples_.push(mono, frameCount);
-    if (analyzer_) analyseWindow();
 }
 
 void CaptureBlockProcessor::analyseWindow()
@@ -208,7 +238,9 @@ void CaptureBlockProcessor::analyseWindow()
     const auto bands = std::span(bandScratch_).first(static_cast<std::size_t>(params.bandCount));
     analyzer_->analyze(analysisFrame_.data(), params, bands);
 
-    std::lock_guard guard(bandsLock_);
+    // While the tick copies the previous bands, these are left for the next block's.
+    if (!bandsLock_.try_lock()) return;
     std::copy(bands.begin(), bands.end(), pendingBands_.begin());
     pendingBandCount_ = bands.size();
+    bandsLock_.unlock();
 }

@@ -2,13 +2,16 @@
 
 #include "engine/dsp/AudioCaptureBackend.h"
 #include "engine/dsp/AudioLevels.h"
+#include "engine/dsp/LevelDetection.h"
 #include "engine/dsp/LissajousSelection.h"
 #include "engine/dsp/LoudnessMeter.h"
 #include "engine/dsp/OctaveResolution.h"
 #include "engine/dsp/SpectralSettingsSink.h"
 #include "engine/dsp/SpectrumAnalyzer.h"
+#include "engine/dsp/SeqLock.h"
 #include "engine/dsp/SpectrumSampleStore.h"
 #include "engine/dsp/SpinLock.h"
+#include "engine/dsp/StereoDownmix.h"
 #include "engine/dsp/TestSignal.h"
 
 #include <array>
@@ -17,16 +20,24 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 // Everything a capture back-end does with one block of samples on its audio thread,
 // whatever delivered the block: levels, loudness feed, spectrum samples (optionally the
 // finished bands), phase-scope points. It also answers the display tick's reads.
 //
+// Blocks of any length are measured whole. The audio server decides the block size
+// (a forced quantum of 8192 frames or more is ordinary on power-saving set-ups), and the
+// buffers here are fixed so that the audio thread never grows one: a block longer than
+// Config::pieceFrames passes through them in consecutive pieces, and the levels are
+// those of the whole block. This is the only place a block is split.
+//
 // Threads: processPlanar()/processInterleaved() on one audio thread at a time; every
-// other call on the main thread. The block path allocates nothing, never logs and
-// only takes short spin locks, each held for a copy and never nested, except that
-// the loudness meter is fed while its pointer is pinned (see setLoudnessMeter).
+// other call on the main thread. The block path allocates nothing, never logs and never
+// waits for the main thread: levels go out through a sequence lock, spectrum samples
+// through a lock-free ring, and the other hand-overs only try their lock and leave that
+// block's update out when the main thread holds it.
 class CaptureBlockProcessor final : public AudioCaptureBackend, public SpectralSettingsSink {
 public:
     enum class SpectrumWork {
@@ -39,9 +50,13 @@ public:
     };
 
     struct Config {
-        // Largest block handled in one piece (frames). Longer blocks are processed as
-        // consecutive pieces of this size, so their levels are those of the last piece.
-        std::size_t maxBlockFrames = 8192;
+        // Frames that pass through the scratch buffers at once; longer blocks are
+        // handled in consecutive pieces of this size, and still measured whole.
+        std::size_t pieceFrames = 4096;
+        // Channel positions ("FL", "FR", "FC", ...) of interleaved blocks that are folded
+        // to the stereo pair (StereoDownmix) rather than read from their first two
+        // channels; only blocks with exactly this many channels are folded. Empty: none.
+        std::vector<std::string> foldPositions;
         LissajousStore::Kind lissajousStore = LissajousStore::Kind::latestBlock;
         SpectrumWork spectrumWork = SpectrumWork::samplesOnly;
         LevelRounding levelRounding = LevelRounding::none;
@@ -58,8 +73,9 @@ public:
 
     // Attaches the loudness measurement fed from now on (nullptr detaches). The audio
     // thread holds the pointer's lock while it feeds the meter, so the meter is never
-    // destroyed under it; if the setter holds that lock at that moment, the block is not
-    // measured rather than waiting. The old meter is released here, not on the audio thread.
+    // destroyed under it; the setter waits for that feed to end, and a block arriving
+    // while the setter holds the lock is not measured rather than waited for. The old
+    // meter is released here, not on the audio thread.
     void setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter);
     // Blocks are processed only while enabled (initially true); others are only counted.
     void setProcessingEnabled(bool enabled);
@@ -84,17 +100,24 @@ public:
 
     // --- audio thread ---
 
-    // left/right: frameCount samples each; right == nullptr for a mono source.
-    void processPlanar(const float *left, const float *right, std::size_t frameCount);
+    // left/right: frameCount samples each; right == nullptr for a mono source. The
+    // samples are multiplied by `gain` (linear) before anything is measured.
+    void processPlanar(const float *left, const float *right, std::size_t frameCount, float gain = 1.0f);
     // channels interleaved samples per frame; channel 0 is left, channel 1 right, the
-    // rest are ignored; one channel is mono.
-    void processInterleaved(const float *samples, std::size_t frameCount, std::size_t channels);
+    // rest are ignored (unless Config::foldPositions folds them); one channel is mono.
+    void processInterleaved(const float *samples, std::size_t frameCount, std::size_t channels,
+                            float gain = 1.0f);
+    // Largest magnitude of each side in the latest block, linear, after gain and fold
+    // (right equals left for mono). Audio thread only.
+    float latestPeakLeft() const { return leftLevels_.peak(); }
+    float latestPeakRight() const { return monoBlock_ ? leftLevels_.peak() : rightLevels_.peak(); }
 
 private:
     // Counts nothing; false when processing is off. Picks up the latest settings.
-    bool beginBlock();
+    bool beginBlock(bool mono);
     void processPiece(const float *left, const float *right, std::size_t frameCount);
-    void storeLevels(const float *left, const float *right, std::size_t frameCount);
+    void endBlock();
+    void storeLevels();
     void feedLoudness(const float *left, const float *right, std::size_t frameCount);
     void handOverSpectrum(const float *left, const float *right, std::size_t frameCount);
     void analyseWindow();
@@ -109,8 +132,8 @@ private:
     SpinLock settingsLock_;                        // guards requestedSettings_
     SpectralSettings requestedSettings_;           // latest settings from the tick
 
-    SpinLock levelsLock_;                          // guards levels_
-    AudioLevels levels_;                           // levels of the latest block, dBFS
+    SeqLock<AudioLevels> levels_;                  // levels of the latest block, dBFS
+    std::atomic<std::uint32_t> silencedAt_{0};     // levels_.writeCount() when resetLevels() ran
 
     SpinLock meterLock_;                           // pins meter_ while it is fed
     std::shared_ptr<LoudnessMeter> meter_;         // loudness measurement or none
@@ -124,9 +147,14 @@ private:
 
     // Audio thread only; all sized in the constructor.
     SpectralSettings settings_;                    // copy of requestedSettings_ for this block
-    std::vector<float> leftScratch_;               // de-interleaved / test-signal left, maxBlockFrames
+    LevelAccumulator leftLevels_;                  // the block so far, left (or mono)
+    LevelAccumulator rightLevels_;                 // the block so far, right
+    bool monoBlock_ = false;                       // the block has no right channel
+    std::optional<StereoDownmix> fold_;            // for Config::foldPositions
+    std::vector<float> foldScratch_;               // one folded piece, interleaved stereo
+    std::vector<float> leftScratch_;               // de-interleaved / scaled / test-signal left, pieceFrames
     std::vector<float> rightScratch_;              // same, right
-    std::vector<float> monoScratch_;               // (left + right) / 2, maxBlockFrames
+    std::vector<float> monoScratch_;               // (left + right) / 2, pieceFrames
     std::array<LissajousPoint, LissajousStore::maxPointsPerBlock> pointScratch_{}; // selected points
     TestSignalGenerator testSignal_;               // replaces the input while active
     std::unique_ptr<SpectrumAnalyzer> analyzer_;   // only for bandsOnAudioThread

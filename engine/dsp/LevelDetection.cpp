@@ -9,19 +9,13 @@ namespace {
 // registers without -ffast-math (a single accumulator forces strict ordering).
 constexpr std::size_t lanes = 8;
 
-} // namespace
+struct RawLevels {
+    float peak = 0.0f;
+    float sumOfSquares = 0.0f;
+};
 
-float amplitudeToDb(float amplitude)
+RawLevels measure(const float *samples, std::size_t count)
 {
-    if (!(amplitude > 0.0f)) return levelFloorDb;
-    const float db = std::min(20.0f * std::log10(amplitude), levelCeilingDb);
-    return std::max(db, levelFloorDb);
-}
-
-ChannelLevels calculateLevels(const float *samples, std::size_t count)
-{
-    if (count < 1 || samples == nullptr) return {};
-
     float maxima[lanes] = {};
     float sums[lanes] = {};
     const std::size_t whole = count - count % lanes;
@@ -40,14 +34,44 @@ ChannelLevels calculateLevels(const float *samples, std::size_t count)
         sums[0] += x * x;
     }
 
-    float peak = 0.0f;
-    float sumOfSquares = 0.0f;
+    RawLevels raw;
     for (std::size_t lane = 0; lane < lanes; ++lane) {
-        peak = std::max(peak, maxima[lane]);
-        sumOfSquares += sums[lane];
+        raw.peak = std::max(raw.peak, maxima[lane]);
+        raw.sumOfSquares += sums[lane];
     }
-    const float rms = std::sqrt(sumOfSquares / static_cast<float>(count));
-    return {amplitudeToDb(peak), amplitudeToDb(rms)};
+    return raw;
+}
+
+} // namespace
+
+float amplitudeToDb(float amplitude)
+{
+    if (!(amplitude > 0.0f)) return levelFloorDb;
+    const float db = std::min(20.0f * std::log10(amplitude), levelCeilingDb);
+    return std::max(db, levelFloorDb);
+}
+
+ChannelLevels calculateLevels(const float *samples, std::size_t count)
+{
+    LevelAccumulator accumulator;
+    accumulator.add(samples, count);
+    return accumulator.levels();
+}
+
+void LevelAccumulator::add(const float *samples, std::size_t count)
+{
+    if (count < 1 || samples == nullptr) return;
+    const RawLevels raw = measure(samples, count);
+    peak_ = std::max(peak_, raw.peak);
+    sumOfSquares_ += raw.sumOfSquares;
+    count_ += count;
+}
+
+ChannelLevels LevelAccumulator::levels() const
+{
+    if (count_ == 0) return {};
+    const float rms = std::sqrt(sumOfSquares_ / static_cast<float>(count_));
+    return {amplitudeToDb(peak_), amplitudeToDb(rms)};
 }
 
 float roundToTenthDb(float db)

@@ -44,13 +44,16 @@ LissajousStore::LissajousStore(Kind kind) : kind_(kind)
 void LissajousStore::store(std::span<const LissajousPoint> points, std::size_t trailLength)
 {
     if (points.size() > maxPointsPerBlock) points = points.first(maxPointsPerBlock);
-    std::lock_guard guard(lock_);
+    // take() holds the lock only to swap two vectors; should it hold it right now, this
+    // block's points are left out rather than waited for.
+    if (!lock_.try_lock()) return;
     if (kind_ == Kind::latestBlock) {
         pending_.assign(points.begin(), points.end());
     } else {
         // Within the reserved capacity, so appendToTrail never reallocates here.
         appendToTrail(pending_, points, std::min(trailLength, maxTrailLength));
     }
+    lock_.unlock();
 }
 
 std::vector<LissajousPoint> LissajousStore::take()

@@ -29,7 +29,8 @@ void appendToTrail(std::vector<LissajousPoint> &trail, std::span<const Lissajous
 // used by the default-input back-end.
 //
 // Both vectors are reserved up front and only swapped under the lock, so neither side
-// allocates while holding it and the audio side never allocates at all.
+// allocates while holding it and the audio side never allocates at all. The audio side
+// only tries the lock: a block that finds it held stores nothing.
 class LissajousStore {
 public:
     enum class Kind { latestBlock, trail };
@@ -41,8 +42,9 @@ public:
 
     explicit LissajousStore(Kind kind);
 
-    // Audio thread: stores the points of one block. trailLength (points) only matters
-    // for the trail kind and is clamped to maxTrailLength.
+    // Audio thread: stores the points of one block (or nothing, when take() holds the
+    // lock). trailLength (points) only matters for the trail kind and is clamped to
+    // maxTrailLength.
     void store(std::span<const LissajousPoint> points, std::size_t trailLength);
 
     // Main thread: the pending points, oldest first; the store is left empty.

@@ -85,10 +85,7 @@ MixdownCalibration calibrateMixdownGain(float rawPeak, float expectedPeakDb, flo
 
 float automaticMixdownGain(int outputChannels) { return static_cast<float>(std::max(outputChannels, 0) / 2); }
 
-ProcessTapRouter::ProcessTapRouter(CaptureBlockProcessor &processor)
-    : processor_(processor), deinterleaveLeft_(deinterleaveCapacity), deinterleaveRight_(deinterleaveCapacity)
-{
-}
+ProcessTapRouter::ProcessTapRouter(CaptureBlockProcessor &processor) : processor_(processor) {}
 
 ProcessTapDiagnostics ProcessTapRouter::readDiagnostics() const
 {
@@ -104,16 +101,17 @@ ProcessTapDiagnostics ProcessTapRouter::readDiagnostics() const
 
 void ProcessTapRouter::recordLayout(std::span<const TapBuffer> buffers) noexcept
 {
-    std::lock_guard guard(diagLock_);
+    if (!diagLock_.try_lock()) return;
     diag_.bufferCount = static_cast<int>(buffers.size());
     for (std::size_t i = 0; i < diag_.channelsPerBuffer.size(); ++i) {
         const bool present = i < buffers.size();
         diag_.channelsPerBuffer[i] = present ? buffers[i].channels : 0;
         diag_.bytesPerBuffer[i] = present ? buffers[i].byteSize : 0;
     }
+    diagLock_.unlock();
 }
 
-ProcessTapRouter::Pair ProcessTapRouter::choosePair(std::span<const TapBuffer> buffers) noexcept
+int ProcessTapRouter::chooseBuffer(std::span<const TapBuffer> buffers) noexcept
 {
     // The loudest buffer wins; on a tie the later one, so a silent first buffer never
     // hides the one that carries the signal.
@@ -129,27 +127,21 @@ ProcessTapRouter::Pair ProcessTapRouter::choosePair(std::span<const TapBuffer> b
             chosen = static_cast<int>(i);
         }
     }
-    Pair pair;
-    if (chosen < 0) return pair;
-    pair.index = chosen;
+    return chosen;
+}
 
-    const auto index = static_cast<std::size_t>(chosen);
+void ProcessTapRouter::processChosen(std::span<const TapBuffer> buffers, std::size_t index, float gain) noexcept
+{
     const TapBuffer &buffer = buffers[index];
     const std::size_t samples = buffer.byteSize / sizeof(float);
     if (buffer.channels > 1) {
-        // Interleaved: the first two channels are the pair, the others are dropped.
-        const std::size_t channels = buffer.channels;
-        pair.frames = std::min(samples / channels, deinterleaveCapacity);
-        for (std::size_t k = 0; k < pair.frames; ++k) {
-            deinterleaveLeft_[k] = buffer.data[k * channels];
-            deinterleaveRight_[k] = buffer.data[k * channels + 1];
-        }
-        pair.left = deinterleaveLeft_.data();
-        pair.right = deinterleaveRight_.data();
-        return pair;
+        // Interleaved: the first two channels are the pair (or the fold of all of them).
+        processor_.processInterleaved(buffer.data, samples / buffer.channels, buffer.channels, gain);
+        return;
     }
-    pair.left = pair.right = buffer.data;
-    pair.frames = std::min(samples, deinterleaveCapacity);
+    const float *left = buffer.data;
+    const float *right = buffer.data;
+    std::size_t frames = samples;
     // Consecutive mono buffers are the channels of one layout, left and right in turn:
     // the chosen one may be the right of the one before it as well as the left of the next.
     auto isMono = [](const TapBuffer &b) { return b.channels == 1 && b.data && b.byteSize >= sizeof(float); };
@@ -157,14 +149,14 @@ ProcessTapRouter::Pair ProcessTapRouter::choosePair(std::span<const TapBuffer> b
     while (runStart > 0 && isMono(buffers[runStart - 1])) --runStart;
     if ((index - runStart) % 2 == 1) {
         const TapBuffer &previous = buffers[index - 1];
-        pair.left = previous.data;
-        pair.frames = std::min(pair.frames, previous.byteSize / sizeof(float));
+        left = previous.data;
+        frames = std::min(frames, previous.byteSize / sizeof(float));
     } else if (index + 1 < buffers.size() && isMono(buffers[index + 1])) {
         const TapBuffer &next = buffers[index + 1];
-        pair.right = next.data;
-        pair.frames = std::min(pair.frames, next.byteSize / sizeof(float));
+        right = next.data;
+        frames = std::min(frames, next.byteSize / sizeof(float));
     }
-    return pair;
+    processor_.processPlanar(left, right, frames, gain);
 }
 
 void ProcessTapRouter::processAudioCallback(std::span<const TapBuffer> buffers) noexcept
@@ -172,29 +164,16 @@ void ProcessTapRouter::processAudioCallback(std::span<const TapBuffer> buffers) 
     if (enabledFlag_.load(std::memory_order_acquire) == 0 || buffers.empty()) return;
     recordLayout(buffers);
 
-    Pair pair = choosePair(buffers);
-    if (!pair.left || pair.frames == 0) return;
+    const int chosen = chooseBuffer(buffers);
+    if (chosen < 0) return;
 
-    const float gain = mixdownGain();
     // The gain only ever raises a mixdown; 1.0 or less is never applied.
-    if (!isDeterministic() && gain > 1.0f) {
-        if (pair.left != deinterleaveLeft_.data()) std::copy_n(pair.left, pair.frames, deinterleaveLeft_.begin());
-        if (pair.right != deinterleaveRight_.data()) std::copy_n(pair.right, pair.frames, deinterleaveRight_.begin());
-        for (std::size_t k = 0; k < pair.frames; ++k) {
-            deinterleaveLeft_[k] *= gain;
-            deinterleaveRight_[k] *= gain;
-        }
-        pair.left = deinterleaveLeft_.data();
-        pair.right = deinterleaveRight_.data();
-    }
+    const float gain = mixdownGain();
+    processChosen(buffers, static_cast<std::size_t>(chosen), !isDeterministic() && gain > 1.0f ? gain : 1.0f);
 
-    const float rawLeft = largestMagnitude(pair.left, pair.frames);
-    const float rawRight = largestMagnitude(pair.right, pair.frames);
-    {
-        std::lock_guard guard(diagLock_);
-        diag_.rawPeakL = rawLeft;
-        diag_.rawPeakR = rawRight;
-        diag_.readBufferIndex = pair.index;
-    }
-    processor_.processPlanar(pair.left, pair.right, pair.frames);
+    if (!diagLock_.try_lock()) return;
+    diag_.rawPeakL = processor_.latestPeakLeft();
+    diag_.rawPeakR = processor_.latestPeakRight();
+    diag_.readBufferIndex = chosen;
+    diagLock_.unlock();
 }

@@ -59,17 +59,18 @@ MixdownCalibration calibrateMixdownGain(float rawPeak, float expectedPeakDb, flo
 float automaticMixdownGain(int outputChannels);
 
 // The process tap's block path, between the platform's buffers and the shared block
-// processor: choose the buffer to read among those delivered, pick and de-interleave
-// a stereo pair, raise it by the mixdown gain when tapping a mixdown, record
-// diagnostics, then hand the pair on.
+// processor: choose the buffer to read among those delivered and its stereo pair, have
+// it raised by the mixdown gain when tapping a mixdown, and record diagnostics. The
+// block processor de-interleaves, folds and measures the whole cycle, however long.
 //
 // Threads: processAudioCallback() on the tap's audio thread; the setters and
 // readDiagnostics() on the main thread. The enabled flag, gain and mode are atomics;
-// the diagnostics are copied under their own spin lock; no allocation on the audio side.
+// the diagnostics are copied under their own spin lock, which the audio side only
+// tries (a cycle that finds it held leaves the diagnostics as they were); no
+// allocation on the audio side.
 class ProcessTapRouter {
 public:
-    static constexpr std::size_t deinterleaveCapacity = 4096; // frames of one cycle used
-    static constexpr std::size_t peakScanSamples = 512;       // samples looked at to choose a buffer
+    static constexpr std::size_t peakScanSamples = 512; // samples looked at to choose a buffer
 
     explicit ProcessTapRouter(CaptureBlockProcessor &processor);
 
@@ -88,21 +89,15 @@ public:
     void processAudioCallback(std::span<const TapBuffer> buffers) noexcept;
 
 private:
-    struct Pair {
-        const float *left = nullptr;
-        const float *right = nullptr;
-        std::size_t frames = 0;
-        int index = -1; // buffer chosen
-    };
-    Pair choosePair(std::span<const TapBuffer> buffers) noexcept;
+    static int chooseBuffer(std::span<const TapBuffer> buffers) noexcept;
+    // Hands the chosen buffer (and, for mono buffers, its partner) to the processor.
+    void processChosen(std::span<const TapBuffer> buffers, std::size_t index, float gain) noexcept;
     void recordLayout(std::span<const TapBuffer> buffers) noexcept;
 
     CaptureBlockProcessor &processor_;              // levels, loudness, spectrum, scope
     std::atomic<int> enabledFlag_{0};               // non-zero: cycles are processed
     std::atomic<float> mixdownGain_{3.0f};          // linear gain of the mixdown tap
     std::atomic<bool> deterministic_{true};         // tapping the stream's own channels
-    std::vector<float> deinterleaveLeft_;           // working channels, deinterleaveCapacity
-    std::vector<float> deinterleaveRight_;
 
     mutable SpinLock diagLock_;                     // guards diag_
     ProcessTapDiagnostics diag_;                    // latest cycle

@@ -1,37 +1,43 @@
 #include "engine/dsp/SpectrumSampleStore.h"
 
 #include <algorithm>
-#include <cstring>
-#include <mutex>
 
-void SpectrumSampleStore::push(const float *mono, std::size_t count)
+static_assert(std::atomic<float>::is_always_lock_free);
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+
+void SpectrumSampleStore::push(const float *mono, std::size_t count) noexcept
 {
     if (count == 0) return;
-    std::lock_guard guard(lock_);
-    if (count >= capacity) {
-        std::memcpy(ring_.data(), mono + (count - capacity), capacity * sizeof(float));
-        writePos_ = 0;
-        filled_ = capacity;
-    } else {
-        const std::size_t first = std::min(count, capacity - writePos_);
-        std::memcpy(ring_.data() + writePos_, mono, first * sizeof(float));
-        std::memcpy(ring_.data(), mono + first, (count - first) * sizeof(float));
-        writePos_ = (writePos_ + count) % capacity;
-        filled_ = std::min(filled_ + count, capacity);
+    std::uint64_t start = written_.load(std::memory_order_relaxed);
+    // Only the newest window can ever be read.
+    if (count > capacity) {
+        mono += count - capacity;
+        start += count - capacity;
+        count = capacity;
     }
-    available_ = true;
+    writing_.store(start + count, std::memory_order_relaxed);
+    // Pairs with the reader's fence: a reader that sees any sample stored below also
+    // sees the announcement above.
+    std::atomic_thread_fence(std::memory_order_release);
+    for (std::size_t i = 0; i < count; ++i) ring_[(start + i) % ringSize].store(mono[i], std::memory_order_relaxed);
+    written_.store(start + count, std::memory_order_release);
 }
 
-std::optional<std::size_t> SpectrumSampleStore::read(float *dest, std::size_t maxCount)
+std::optional<std::size_t> SpectrumSampleStore::read(float *dest, std::size_t maxCount) noexcept
 {
-    std::lock_guard guard(lock_);
-    if (!available_) return std::nullopt;
-    available_ = false;
-    const std::size_t count = std::min(filled_, maxCount);
-    // The newest `count` samples end just before writePos_.
-    const std::size_t start = (writePos_ + capacity - count) % capacity;
-    const std::size_t first = std::min(count, capacity - start);
-    std::memcpy(dest, ring_.data() + start, first * sizeof(float));
-    std::memcpy(dest + first, ring_.data(), (count - first) * sizeof(float));
-    return count;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const std::uint64_t end = written_.load(std::memory_order_acquire);
+        if (end == readUpTo_) return std::nullopt;
+        const std::size_t count = static_cast<std::size_t>(std::min<std::uint64_t>({end, capacity, maxCount}));
+        const std::uint64_t begin = end - count;
+        for (std::size_t i = 0; i < count; ++i) dest[i] = ring_[(begin + i) % ringSize].load(std::memory_order_relaxed);
+        std::atomic_thread_fence(std::memory_order_acquire);
+        // The copy is whole unless a write since announced reached the oldest slot copied.
+        const std::uint64_t announced = writing_.load(std::memory_order_relaxed);
+        if (announced - begin <= ringSize) {
+            readUpTo_ = end;
+            return count;
+        }
+    }
+    return std::nullopt;
 }

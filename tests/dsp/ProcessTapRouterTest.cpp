@@ -18,7 +18,6 @@ constexpr std::size_t cycleFrames = 1024;
 CaptureBlockProcessor::Config tapConfig()
 {
     CaptureBlockProcessor::Config config;
-    config.maxBlockFrames = ProcessTapRouter::deinterleaveCapacity;
     config.lissajousStore = LissajousStore::Kind::latestBlock;
     config.spectrumWork = CaptureBlockProcessor::SpectrumWork::samplesOnly;
     config.levelRounding = CaptureBlockProcessor::LevelRounding::tenthDb;
@@ -149,12 +148,14 @@ TEST(ProcessTapRouter, MixdownGainOnlyRaisesAMixdown)
         {false, 0.8f, -20.0f, -23.0f, "raw 0.10/0.10"}, // never lowered
         {true, 3.0f, -20.0f, -23.0f, "raw 0.10/0.10"},
     };
-    const std::vector<float> stereo = tone({0.1f, 0.1f});
-    const std::vector<float> mono = tone({0.1f});
+    // A server running a large quantum hands over long cycles; they are measured whole.
+    for (const std::size_t frames : {cycleFrames, std::size_t{16384}}) {
+    const std::vector<float> stereo = tone({0.1f, 0.1f}, frames);
+    const std::vector<float> mono = tone({0.1f}, frames);
     for (const Case &c : cases) {
         for (const std::uint32_t channels : {2u, 1u}) {
             SCOPED_TRACE(testing::Message() << (c.deterministic ? "deterministic" : "mixdown") << " gain " << c.gain
-                                            << ", " << channels << "ch");
+                                            << ", " << channels << "ch, " << frames << " frames");
             Tap tap;
             tap.router.setDeterministic(c.deterministic);
             tap.router.setMixdownGain(c.gain);
@@ -167,6 +168,7 @@ TEST(ProcessTapRouter, MixdownGainOnlyRaisesAMixdown)
             EXPECT_EQ(levels, (AudioLevels{c.peak, c.peak, c.rms, c.rms}));
             EXPECT_EQ(tap.router.readDiagnostics().line2(), c.line2);
         }
+    }
     }
 }
 

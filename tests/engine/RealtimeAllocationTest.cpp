@@ -16,7 +16,6 @@
 #include "engine/dsp/CaptureBlockProcessor.h"
 #include "engine/dsp/LoudnessMeter.h"
 #include "engine/dsp/ProcessTapRouter.h"
-#include "engine/dsp/StereoDownmix.h"
 
 #include <ebur128.h>
 
@@ -184,7 +183,7 @@ TEST(RealtimeAllocation, CountingSeesAllocations)
 TEST(RealtimeAllocation, BlockPathAllocatesNothingAfterWarmUp)
 {
     const std::vector<float> samples = programme(48000 * 12);
-    for (const std::size_t blockFrames : {1u, 3u, 1023u, 1024u, 1025u, 6000u}) {
+    for (const std::size_t blockFrames : {1u, 3u, 1023u, 1024u, 1025u, 6000u, 16384u}) {
         for (const auto work : {CaptureBlockProcessor::SpectrumWork::samplesOnly,
                                 CaptureBlockProcessor::SpectrumWork::bandsOnAudioThread}) {
             for (const auto store : {LissajousStore::Kind::latestBlock, LissajousStore::Kind::trail}) {
@@ -224,31 +223,17 @@ TEST(RealtimeAllocation, BlockPathAllocatesNothingAfterWarmUp)
     }
 }
 
-// The process tap's cycle as its back-end hands it on: the stream's own pair straight
-// to the router, or a mixdown of more channels folded to stereo first, in pieces of at
-// most what the router takes.
-void tapCycle(ProcessTapRouter &router, const StereoDownmix *downmix, std::vector<float> &stereo,
-              const float *samples, std::size_t frames, std::size_t channels)
+// The process tap's cycle as its back-end hands it on: one interleaved buffer, the
+// stream's own pair or every channel of a mixdown (which the processor folds).
+void tapCycle(ProcessTapRouter &router, const float *samples, std::size_t frames, std::size_t channels)
 {
-    if (downmix == nullptr) {
-        const std::array<TapBuffer, 1> buffers = {TapBuffer{
-            samples, static_cast<std::uint32_t>(channels), static_cast<std::uint32_t>(frames * channels * sizeof(float))}};
-        router.processAudioCallback(buffers);
-        return;
-    }
-    for (std::size_t offset = 0; offset < frames;) {
-        const std::size_t piece = std::min(frames - offset, ProcessTapRouter::deinterleaveCapacity);
-        downmix->process(samples + offset * channels, piece, stereo.data());
-        const std::array<TapBuffer, 1> buffers = {
-            TapBuffer{stereo.data(), 2, static_cast<std::uint32_t>(piece * 2 * sizeof(float))}};
-        router.processAudioCallback(buffers);
-        offset += piece;
-    }
+    const std::array<TapBuffer, 1> buffers = {TapBuffer{
+        samples, static_cast<std::uint32_t>(channels), static_cast<std::uint32_t>(frames * channels * sizeof(float))}};
+    router.processAudioCallback(buffers);
 }
 
-// The process tap's block path: the router (buffer choice, de-interleaving, mixdown gain,
-// diagnostics) into the processor as the tap configures it, with StereoDownmix in front
-// of a six-channel mixdown. The application-audio back-end needs no case of its own: it
+// The process tap's block path: the router (buffer choice, mixdown gain, diagnostics)
+// into the processor as the tap configures it, folding a six-channel mixdown. The application-audio back-end needs no case of its own: it
 // hands its planar blocks straight to CaptureBlockProcessor::processPlanar, which the
 // router ends in here, and whose per-block work is that of the block path above.
 TEST(RealtimeAllocation, ProcessTapPathAllocatesNothingAfterWarmUp)
@@ -262,13 +247,11 @@ TEST(RealtimeAllocation, ProcessTapPathAllocatesNothingAfterWarmUp)
         std::copy(std::begin(frame), std::end(frame), sixChannels.begin() + static_cast<std::ptrdiff_t>(6 * i));
     }
     const std::vector<std::string> positions = {"FL", "FR", "FC", "LFE", "SL", "SR"};
-    const StereoDownmix downmix(positions);
-    std::vector<float> folded(2 * ProcessTapRouter::deinterleaveCapacity);
 
-    for (const std::size_t blockFrames : {1u, 3u, 1023u, 1024u, 1025u, 6000u}) {
+    for (const std::size_t blockFrames : {1u, 3u, 1023u, 1024u, 1025u, 6000u, 16384u}) {
         for (const bool mixdown : {false, true}) {
             CaptureBlockProcessor::Config config;
-            config.maxBlockFrames = ProcessTapRouter::deinterleaveCapacity;
+            if (mixdown) config.foldPositions = positions;
             config.lissajousStore = LissajousStore::Kind::latestBlock;
             config.spectrumWork = CaptureBlockProcessor::SpectrumWork::samplesOnly;
             config.levelRounding = CaptureBlockProcessor::LevelRounding::tenthDb;
@@ -288,8 +271,7 @@ TEST(RealtimeAllocation, ProcessTapPathAllocatesNothingAfterWarmUp)
                 for (int c = 0; c < cycles; ++c) {
                     if (position + cycleFrames > frames) position = 0;
                     counting = true;
-                    tapCycle(router, mixdown ? &downmix : nullptr, folded, samples.data() + position * channels,
-                             cycleFrames, channels);
+                    tapCycle(router, samples.data() + position * channels, cycleFrames, channels);
                     counting = false;
                     position += cycleFrames;
                 }
