@@ -49,7 +49,7 @@ $(TSAN_DIR)/build.ninja:
 # ThreadSanitizer over every test that runs threads (suppressions: scripts/tsan.supp);
 # part of make test. The conformance suite runs in the ASan build only: it paces files
 # at 8x real time, which a build running five to fifteen times slower cannot keep up with.
-TSAN_TESTS    := -LE 'packaging|fuzz|conformance'
+TSAN_TESTS    := -LE 'packaging|fuzz|conformance|quantum'
 tsan: deps $(TSAN_DIR)/build.ninja
 	cmake --build $(TSAN_DIR) -j $(JOBS)
 	bash scripts/run-tests.sh $(TSAN_DIR) $(TSAN_TESTS)
