@@ -1,4 +1,4 @@
-#include "engine/analysis/ChannelWeighting.h"
+#include "engine/dsp/ChannelWeighting.h"
 
 #include <sndfile.h>
 

@@ -1,6 +1,6 @@
-#include "engine/analysis/AudioFileReader.h"
+#include "engine/dsp/AudioFileReader.h"
 
-#include "engine/analysis/ChannelWeighting.h"
+#include "engine/dsp/ChannelWeighting.h"
 
 #include <sndfile.h>
 
