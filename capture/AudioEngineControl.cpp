@@ -203,7 +203,16 @@ void AudioEngineControl::feedEngineFrom(CaptureBackend &backend)
 
 void AudioEngineControl::attachLoudnessMeter(CaptureBackend &backend)
 {
-    auto meter = std::make_shared<LoudnessMeter>(backend.channelCount(), static_cast<int>(backend.sampleRate()));
+    // A file is measured from its first frame on the feeding thread; live audio was
+    // already playing when capture began and is fed from a real-time thread.
+    const bool file = backend.kind() == CaptureBackend::Kind::fileSource;
+    LoudnessMeter::Options options;
+    options.feeding = file ? LoudnessMeter::Feeding::inlined : LoudnessMeter::Feeding::meteringThread;
+    options.startsMidSignal = !file;
+    std::vector<int> roles = backend.loudnessChannelRoles();
+    const auto channels = static_cast<int>(roles.size());
+    auto meter = std::make_shared<LoudnessMeter>(channels, static_cast<int>(backend.sampleRate()), std::move(roles),
+                                                 options);
     if (engine_) engine_->setLoudnessMeter(meter);
     backend.setLoudnessMeter(std::move(meter));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/dsp/AudioCaptureBackend.h"
+#include "engine/dsp/ChannelWeighting.h"
 #include "engine/dsp/LoudnessMeter.h"
 #include "engine/dsp/ProcessTapRouter.h"
 #include "engine/dsp/SpectralSettingsSink.h"
@@ -9,6 +10,7 @@
 #include <QString>
 
 #include <memory>
+#include <vector>
 
 // A started capture back-end as the engine control sees it: something that delivers
 // blocks on its own audio thread into a block processor that the display tick reads.
@@ -34,8 +36,12 @@ public:
     virtual std::shared_ptr<SpectralSettingsSink> spectralSink() const { return nullptr; }
     // Hz: the negotiated rate, or the rate assumed until negotiation.
     virtual double sampleRate() const = 0;
-    // Channels the loudness measurement should have (1 or 2).
+    // Channels delivered to the block processor (1 or 2).
     virtual int channelCount() const = 0;
+    // The channels the loudness measurement gets, as libebur128 roles (one per channel):
+    // those delivered, unless the back-end feeds its meter more of them itself (a file
+    // with more than two channels).
+    virtual std::vector<int> loudnessChannelRoles() const { return channel_weighting::waveDefault(channelCount()); }
     // The measurement fed from now on; the previous one is released.
     virtual void setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter) = 0;
     // False while the back-end is not connected to any source (e.g. no default source).

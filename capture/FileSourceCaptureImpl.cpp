@@ -71,7 +71,7 @@ void FileSourceCaptureImpl::stop()
 
 void FileSourceCaptureImpl::setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter)
 {
-    processor_->setLoudnessMeter(std::move(meter));
+    meter_.set(std::move(meter));
 }
 
 double FileSourceCaptureImpl::duration() const
@@ -108,6 +108,7 @@ void FileSourceCaptureImpl::run()
             return;
         }
         processor_->processPlanar(reader_->left(), reader_->right(), frames);
+        meter_.feed(reader_->frames(), frames);
         delivered += static_cast<std::int64_t>(frames);
         position_.store(reader_->position(), std::memory_order_relaxed);
         delivered_.store(delivered, std::memory_order_relaxed);

@@ -3,6 +3,7 @@
 #include "capture/CaptureBackend.h"
 #include "engine/dsp/CaptureBlockProcessor.h"
 #include "engine/dsp/FileBlockReader.h"
+#include "engine/dsp/LoudnessMeterSlot.h"
 
 #include <QString>
 #include <QTimer>
@@ -16,6 +17,10 @@
 // handling as a device, one block every blockFrames / (sampleRate * pace) seconds, so the
 // meters show the file as if it played, without playing it aloud. No audio server is
 // involved.
+//
+// The block processor gets the file as the meters' stereo pair (FileBlockReader folds
+// more channels); the loudness meter gets every channel of the file with its BS.1770
+// role, fed by the feeding thread itself, so a 5.1 file reads the loudness analyze gives.
 //
 // Threads: the feeding thread reads the next block right after delivering one and then
 // sleeps until that block is due, so decoding never delays a delivery; it allocates
@@ -42,6 +47,7 @@ public:
     std::shared_ptr<AudioCaptureBackend> reader() const override { return processor_; }
     double sampleRate() const override { return reader_->sampleRate(); }
     int channelCount() const override { return static_cast<int>(reader_->channels()); }
+    std::vector<int> loudnessChannelRoles() const override { return reader_->channelRoles(); }
     void setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter) override;
     void stop() override;
 
@@ -74,7 +80,8 @@ private:
     AtFileEnd atEnd_;                                  // loop or stop
     double pace_;                                      // playback speed factor
     std::unique_ptr<FileBlockReader> reader_;          // feeding thread only once started
-    std::shared_ptr<CaptureBlockProcessor> processor_; // shared with the engine's tick
+    std::shared_ptr<CaptureBlockProcessor> processor_; // shared with the engine's tick; feeds no meter
+    LoudnessMeterSlot meter_;                          // loudness of every channel, fed by the feeding thread
     std::atomic<std::int64_t> position_{0};            // frames: file position of the last delivery
     std::atomic<std::int64_t> delivered_{0};           // frames delivered since start()
     std::atomic<bool> ended_{false};                   // set after the last block (release)

@@ -78,9 +78,11 @@ bool runMeterFile(const MeterFileOptions &options, const MeterFileReport &report
     }
 
     const double sampleRate = backend->sampleRate();
-    const auto meter = std::make_shared<LoudnessMeter>(static_cast<int>(std::min<std::size_t>(backend->channels(), 2)),
-                                                       static_cast<int>(sampleRate));
-    backend->processor().setLoudnessMeter(meter);
+    // Loudness of every channel with its BS.1770 weight; the bars see the stereo fold.
+    const std::vector<int> &roles = backend->loudnessChannelRoles();
+    const auto meter = std::make_shared<LoudnessMeter>(static_cast<int>(roles.size()), static_cast<int>(sampleRate),
+                                                       roles, LoudnessMeter::Options{});
+    backend->setLoudnessMeter(meter);
 
     double now = clockOrigin;
     AudioEngine engine(settings, AudioEngine::TickSource::external, [&now] { return now; });
@@ -117,6 +119,18 @@ bool runMeterFile(const MeterFileOptions &options, const MeterFileReport &report
     }
     // One more tick on the grid at or after the end sees the last block.
     tickUpTo(std::ceil(duration * ticksPerSecond) / ticksPerSecond);
-    report(duration, engine.meterData().values());
-    return true;
+    // The last report is the whole file's loudness as measured, not as last published:
+    // the engine publishes a loudness change only once it exceeds 0.1 LU.
+    MeterValues last = engine.meterData().values();
+    const LoudnessValues measured = meter->read();
+    last.momentaryLUFS = measured.momentary;
+    last.shortTermLUFS = measured.shortTerm;
+    last.integratedLUFS = measured.integrated;
+    last.loudnessRange = measured.loudnessRange;
+    last.truePeakLeft = measured.truePeakLeft;
+    last.truePeakRight = measured.truePeakRight;
+    report(duration, last);
+    // The reports cover what could be read; a damaged file still fails the run.
+    error = backend->readError();
+    return error.empty();
 }

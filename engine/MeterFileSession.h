@@ -20,10 +20,12 @@ struct MeterFileOptions {
     std::size_t blockFrames = 1024;                // frames per fed block
 };
 
-// Called every reportInterval seconds of audio (t in seconds of audio) and once at the end.
+// Called every reportInterval seconds of audio (t in seconds of audio) and once at the end,
+// with the loudness values of that last report exactly as measured over the whole file.
 using MeterFileReport = std::function<void(double t, const MeterValues &values)>;
 
-// Runs the file; false with a message in `error` when it cannot be read. Needs a
+// Runs the file; false with a message in `error` when it cannot be read, or is read
+// only in part (cut short, a decoding error: the reports then cover the part read). Needs a
 // QCoreApplication (the engine and settings are QObjects) but never touches the user's
 // settings: it works on an in-memory settings store.
 bool runMeterFile(const MeterFileOptions &options, const MeterFileReport &report, std::string &error);

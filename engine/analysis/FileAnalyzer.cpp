@@ -1,7 +1,5 @@
 #include "engine/analysis/FileAnalyzer.h"
 
-#include <limits>
-
 FileAnalyzer::FileAnalyzer(std::string path) : path_(std::move(path)), reader_(path_)
 {
     if (!reader_.isOpen()) return;
@@ -38,13 +36,6 @@ FileAnalysis FileAnalyzer::finish()
     }
     result.frames = reader_.framesRead();
     result.error = reader_.error();
-    // Formats that cannot know their length announce a huge count; only a real one
-    // tells a file cut short.
-    const std::int64_t declared = reader_.declaredFrames();
-    if (result.error.empty() && declared < std::numeric_limits<std::int64_t>::max() / 2 && result.frames < declared) {
-        result.error = "the file ends after " + std::to_string(result.frames) + " of the " +
-                       std::to_string(declared) + " frames its header announces";
-    }
     if (result.frames == 0) {
         result.notes.emplace_back("no audio frames");
         return result;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/analysis/AudioFileReader.h"
+#include "engine/dsp/AudioFileReader.h"
 #include "engine/analysis/FileAnalysis.h"
 #include "engine/analysis/LoudnessLane.h"
 #include "engine/analysis/TruePeakScanner.h"

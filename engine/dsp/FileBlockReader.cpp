@@ -3,7 +3,6 @@
 #include <sndfile.h>
 
 #include <algorithm>
-#include <array>
 
 namespace {
 
@@ -30,79 +29,46 @@ std::string positionName(int channel)
     }
 }
 
-// Most multichannel files carry no map; they are then in the WAV channel-mask order.
-std::vector<std::string> channelPositions(SNDFILE *file, std::size_t channels)
-{
-    static constexpr std::array<const char *, 8> waveOrder = {"FL", "FR", "FC", "LFE", "RL", "RR", "SL", "SR"};
-    std::vector<int> map(channels, SF_CHANNEL_MAP_INVALID);
-    const bool mapped = sf_command(file, SFC_GET_CHANNEL_MAP_INFO, map.data(),
-                                   static_cast<int>(map.size() * sizeof(int))) == SF_TRUE;
-    std::vector<std::string> positions;
-    for (std::size_t c = 0; c < channels; ++c) {
-        if (mapped && map[c] != SF_CHANNEL_MAP_INVALID) positions.push_back(positionName(map[c]));
-        else positions.emplace_back(c < waveOrder.size() ? waveOrder[c] : "FC");
-    }
-    return positions;
-}
-
 } // namespace
-
-struct FileBlockReader::Handle {
-    SNDFILE *file = nullptr;
-    ~Handle()
-    {
-        if (file != nullptr) sf_close(file);
-    }
-};
 
 std::unique_ptr<FileBlockReader> FileBlockReader::open(const std::string &path, std::size_t maxBlockFrames,
                                                        std::string &error)
 {
-    SF_INFO info{};
-    auto handle = std::make_unique<Handle>();
-    handle->file = sf_open(path.c_str(), SFM_READ, &info);
-    if (handle->file == nullptr) {
-        error = sf_strerror(nullptr);
+    auto file = std::make_unique<AudioFileReader>(path);
+    if (!file->isOpen()) {
+        error = file->error();
         return nullptr;
     }
-    if (info.channels < 1 || info.samplerate < 1 || info.frames < 1) {
+    if (file->declaredFrames() < 1) {
         error = "the file holds no audio";
         return nullptr;
     }
-    const auto channels = static_cast<std::size_t>(info.channels);
-    std::vector<std::string> positions;
-    if (channels > 2) positions = channelPositions(handle->file, channels);
-    return std::unique_ptr<FileBlockReader>(new FileBlockReader(std::move(handle), info.samplerate, channels,
-                                                                info.frames, std::max<std::size_t>(maxBlockFrames, 1),
-                                                                std::move(positions)));
+    return std::unique_ptr<FileBlockReader>(
+        new FileBlockReader(std::move(file), std::max<std::size_t>(maxBlockFrames, 1)));
 }
 
-FileBlockReader::FileBlockReader(std::unique_ptr<Handle> file, double sampleRate, std::size_t fileChannels,
-                                 std::int64_t frameCount, std::size_t maxBlockFrames,
-                                 std::vector<std::string> positions)
+FileBlockReader::FileBlockReader(std::unique_ptr<AudioFileReader> file, std::size_t maxBlockFrames)
     : file_(std::move(file)),
-      sampleRate_(sampleRate),
-      fileChannels_(fileChannels),
-      frameCount_(frameCount),
+      sampleRate_(file_->sampleRate()),
+      fileChannels_(static_cast<std::size_t>(file_->channels())),
+      frameCount_(file_->declaredFrames()),
       maxBlockFrames_(maxBlockFrames),
-      interleaved_(maxBlockFrames * fileChannels),
-      stereo_(fileChannels > 2 ? maxBlockFrames * 2 : 0),
+      interleaved_(maxBlockFrames * fileChannels_),
+      stereo_(fileChannels_ > 2 ? maxBlockFrames * 2 : 0),
       left_(maxBlockFrames),
       right_(maxBlockFrames)
 {
-    if (!positions.empty()) {
+    if (fileChannels_ > 2) {
+        std::vector<std::string> positions;
+        for (const int position : file_->channelPositions()) positions.push_back(positionName(position));
         downmix_.emplace(positions);
-        downmixGain_ = static_cast<float>(fileChannels) / 2.0f;
+        downmixGain_ = static_cast<float>(fileChannels_) / 2.0f;
     }
 }
 
 FileBlockReader::~FileBlockReader() = default;
 
-void FileBlockReader::rewind()
-{
-    sf_seek(file_->file, 0, SEEK_SET);
-    position_ = 0;
-}
+void FileBlockReader::rewind() { file_->rewind(); }
 
 std::size_t FileBlockReader::read(std::size_t frames, AtFileEnd atEnd)
 {
@@ -110,7 +76,7 @@ std::size_t FileBlockReader::read(std::size_t frames, AtFileEnd atEnd)
     std::size_t filled = readFrames(0, frames);
     // A loop continues with the first frames in the same block: no gap at the seam.
     while (atEnd == AtFileEnd::loop && filled < frames) {
-        rewind();
+        if (!file_->rewind()) break;
         const std::size_t more = readFrames(filled, frames - filled);
         if (more == 0) break; // unreadable after the seek: give up rather than spin
         filled += more;
@@ -120,21 +86,19 @@ std::size_t FileBlockReader::read(std::size_t frames, AtFileEnd atEnd)
 
 std::size_t FileBlockReader::readFrames(std::size_t offset, std::size_t frames)
 {
-    const sf_count_t got = sf_readf_float(file_->file, interleaved_.data(), static_cast<sf_count_t>(frames));
-    if (got <= 0) return 0;
-    const auto count = static_cast<std::size_t>(got);
-    position_ += got;
+    float *stored = interleaved_.data() + offset * fileChannels_;
+    const std::size_t count = file_->read(stored, frames);
     float *left = left_.data() + offset;
     float *right = right_.data() + offset;
     if (fileChannels_ == 1) {
-        std::copy_n(interleaved_.data(), count, left);
+        std::copy_n(stored, count, left);
     } else if (fileChannels_ == 2) {
         for (std::size_t i = 0; i < count; ++i) {
-            left[i] = interleaved_[2 * i];
-            right[i] = interleaved_[2 * i + 1];
+            left[i] = stored[2 * i];
+            right[i] = stored[2 * i + 1];
         }
     } else {
-        downmix_->process(interleaved_.data(), count, stereo_.data());
+        downmix_->process(stored, count, stereo_.data());
         for (std::size_t i = 0; i < count; ++i) {
             left[i] = stereo_[2 * i] * downmixGain_;
             right[i] = stereo_[2 * i + 1] * downmixGain_;

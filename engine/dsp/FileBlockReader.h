@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/dsp/AudioFileReader.h"
 #include "engine/dsp/StereoDownmix.h"
 
 #include <cstddef>
@@ -15,12 +16,14 @@ enum class AtFileEnd {
     stop, // deliver the last frames and then nothing more
 };
 
-// Reads an audio file (anything libsndfile reads) block by block as the meters' stereo
-// pair: mono stays one channel (the block handling feeds it to both meters), stereo passes
+// Reads an audio file (anything libsndfile reads, through AudioFileReader) block by block
+// twice over: as the file holds it (frames(): every channel, for the loudness meter with
+// the file's channel roles) and as the meters' stereo pair for bars, spectrum and scope:
+// mono stays one channel (the block handling feeds it to both meters), stereo passes
 // through, and more channels are folded to stereo by StereoDownmix, each channel to its
-// side by its position in the file's channel map (the WAV order FL FR FC LFE RL RR SL SR
-// when the file has none), then raised by N/2, the gain the process tap's automatic
-// mixdown uses, so that one full-scale front channel still reads full scale.
+// side by its position (the file's channel map, else its container's default order),
+// then raised by N/2, the gain the process tap's automatic mixdown uses, so that one
+// full-scale front channel still reads full scale.
 //
 // Every buffer is sized at open: read() allocates nothing. It is not real-time safe in
 // the strict sense (it decodes and may wait on the disk), so a file source calls it ahead
@@ -39,33 +42,36 @@ public:
     std::size_t fileChannels() const { return fileChannels_; } // channels stored in the file
     std::size_t channels() const { return fileChannels_ == 1 ? 1 : 2; } // delivered: 1 or 2
     std::int64_t frameCount() const { return frameCount_; }    // frames in the file
-    std::int64_t position() const { return position_; }        // next frame to read, 0..frameCount
+    std::int64_t position() const { return file_->framesRead(); } // next frame to read, 0..frameCount
     std::size_t maxBlockFrames() const { return maxBlockFrames_; }
+    // How each of the file's channels counts in loudness (libebur128 roles).
+    const std::vector<int> &channelRoles() const { return file_->channelRoles(); }
+    // Why the file was read only in part so far, or empty (see AudioFileReader::error).
+    std::string error() const { return file_->error(); }
 
-    // Reads the next block of at most min(frames, maxBlockFrames()) frames into left()
-    // and right(). With AtFileEnd::loop the block wraps around to the first frame and is
+    // Reads the next block of at most min(frames, maxBlockFrames()) frames into frames(),
+    // left() and right(). With AtFileEnd::loop the block wraps around to the first frame and is
     // always full; with stop it is shorter at the end and 0 after it (and on a read error).
     std::size_t read(std::size_t frames, AtFileEnd atEnd);
     // Back to the first frame.
     void rewind();
 
+    // The block as stored: fileChannels() interleaved samples per frame.
+    const float *frames() const { return interleaved_.data(); }
     const float *left() const { return left_.data(); }
     // nullptr for a mono file.
     const float *right() const { return channels() == 2 ? right_.data() : nullptr; }
 
 private:
-    struct Handle;
-    FileBlockReader(std::unique_ptr<Handle> file, double sampleRate, std::size_t fileChannels,
-                    std::int64_t frameCount, std::size_t maxBlockFrames, std::vector<std::string> positions);
+    FileBlockReader(std::unique_ptr<AudioFileReader> file, std::size_t maxBlockFrames);
     // Reads up to `frames` file frames into the planar buffers at `offset`; frames read.
     std::size_t readFrames(std::size_t offset, std::size_t frames);
 
-    std::unique_ptr<Handle> file_;            // the open file
+    std::unique_ptr<AudioFileReader> file_;   // the open file
     double sampleRate_;                       // Hz
     std::size_t fileChannels_;                // channels in the file
     std::int64_t frameCount_;                 // frames in the file
     std::size_t maxBlockFrames_;              // frames per read() at most
-    std::int64_t position_ = 0;               // next file frame
     std::optional<StereoDownmix> downmix_;    // only for more than two channels
     float downmixGain_ = 1.0f;                // linear, applied after the fold
     std::vector<float> interleaved_;          // one block as stored, maxBlockFrames * fileChannels

@@ -1,7 +1,5 @@
 #include "engine/dsp/InProcessCaptureBackend.h"
 
-#include <sndfile.h>
-
 #include <algorithm>
 
 InProcessCaptureBackend::InProcessCaptureBackend(std::size_t channels, double sampleRate,
@@ -30,52 +28,30 @@ std::size_t MemoryCaptureBackend::feedBlock(std::size_t maxFrames)
     return frames;
 }
 
-struct FileCaptureBackend::SndfileHandle {
-    SNDFILE *file = nullptr;
-    ~SndfileHandle()
-    {
-        if (file != nullptr) sf_close(file);
-    }
-};
-
 std::unique_ptr<FileCaptureBackend> FileCaptureBackend::open(const std::string &path, std::size_t maxBlockFrames,
                                                              std::string &error,
                                                              const CaptureBlockProcessor::Config &config)
 {
-    SF_INFO info{};
-    auto handle = std::make_unique<SndfileHandle>();
-    handle->file = sf_open(path.c_str(), SFM_READ, &info);
-    if (handle->file == nullptr) {
-        error = "cannot read " + path + ": " + sf_strerror(nullptr);
+    std::string problem;
+    std::unique_ptr<FileBlockReader> reader = FileBlockReader::open(path, maxBlockFrames, problem);
+    if (!reader) {
+        error = "cannot read " + path + ": " + problem;
         return nullptr;
     }
-    if (info.channels < 1 || info.samplerate < 1 || info.frames < 1) {
-        error = "no audio in " + path;
-        return nullptr;
-    }
-    return std::unique_ptr<FileCaptureBackend>(new FileCaptureBackend(
-        std::move(handle), static_cast<std::size_t>(info.channels), static_cast<double>(info.samplerate),
-        static_cast<std::size_t>(info.frames), std::max<std::size_t>(maxBlockFrames, 1), config));
+    return std::unique_ptr<FileCaptureBackend>(new FileCaptureBackend(std::move(reader), config));
 }
 
-FileCaptureBackend::FileCaptureBackend(std::unique_ptr<SndfileHandle> file, std::size_t channels, double sampleRate,
-                                       std::size_t frameCount, std::size_t maxBlockFrames,
+FileCaptureBackend::FileCaptureBackend(std::unique_ptr<FileBlockReader> reader,
                                        const CaptureBlockProcessor::Config &config)
-    : InProcessCaptureBackend(channels, sampleRate, config),
-      file_(std::move(file)),
-      frameCount_(frameCount),
-      buffer_(maxBlockFrames * channels)
+    : InProcessCaptureBackend(reader->channels(), reader->sampleRate(), config), reader_(std::move(reader))
 {
 }
-
-FileCaptureBackend::~FileCaptureBackend() = default;
 
 std::size_t FileCaptureBackend::feedBlock(std::size_t maxFrames)
 {
-    const auto wanted = static_cast<sf_count_t>(std::min(maxFrames, buffer_.size() / channels()));
-    const sf_count_t read = sf_readf_float(file_->file, buffer_.data(), wanted);
-    if (read <= 0) return 0;
-    const auto frames = static_cast<std::size_t>(read);
-    processor().processInterleaved(buffer_.data(), frames, channels());
+    const std::size_t frames = reader_->read(maxFrames, AtFileEnd::stop);
+    if (frames == 0) return 0;
+    processor().processPlanar(reader_->left(), reader_->right(), frames);
+    meter_.feed(reader_->frames(), frames);
     return frames;
 }

@@ -2,6 +2,8 @@
 
 #include "engine/dsp/AudioCaptureBackend.h"
 #include "engine/dsp/CaptureBlockProcessor.h"
+#include "engine/dsp/FileBlockReader.h"
+#include "engine/dsp/LoudnessMeterSlot.h"
 
 #include <cstddef>
 #include <memory>
@@ -51,26 +53,31 @@ private:
     std::size_t position_ = 0;   // next frame to feed
 };
 
-// Blocks read from an audio file with libsndfile (any format it reads, converted to
-// 32-bit float). The read buffer is sized at open, so feeding allocates nothing.
+// Blocks read from an audio file through FileBlockReader, as the file source reads them:
+// the block processor gets the stereo pair (more channels folded), the loudness meter
+// set here every channel with the file's roles. Buffers are sized at open, so feeding
+// allocates nothing.
 class FileCaptureBackend final : public InProcessCaptureBackend {
 public:
     // nullptr and a message in `error` when the file cannot be opened or has no audio.
     static std::unique_ptr<FileCaptureBackend> open(const std::string &path, std::size_t maxBlockFrames,
                                                     std::string &error,
                                                     const CaptureBlockProcessor::Config &config = {});
-    ~FileCaptureBackend() override;
 
     std::size_t feedBlock(std::size_t maxFrames) override;
-    // Frames in the file.
-    std::size_t frameCount() const { return frameCount_; }
+    // Frames the file announces.
+    std::size_t frameCount() const { return static_cast<std::size_t>(reader_->frameCount()); }
+    // How each of the file's channels counts in loudness: the meter set below has one
+    // channel per role.
+    const std::vector<int> &loudnessChannelRoles() const { return reader_->channelRoles(); }
+    // The meter fed with all of the file's channels (the processor feeds none).
+    void setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter) { meter_.set(std::move(meter)); }
+    // Why the file was read only in part so far, or empty.
+    std::string readError() const { return reader_->error(); }
 
 private:
-    struct SndfileHandle;
-    FileCaptureBackend(std::unique_ptr<SndfileHandle> file, std::size_t channels, double sampleRate,
-                       std::size_t frameCount, std::size_t maxBlockFrames, const CaptureBlockProcessor::Config &config);
+    FileCaptureBackend(std::unique_ptr<FileBlockReader> reader, const CaptureBlockProcessor::Config &config);
 
-    std::unique_ptr<SndfileHandle> file_; // the open file
-    std::size_t frameCount_;              // frames in the file
-    std::vector<float> buffer_;           // one interleaved block, maxBlockFrames frames
+    std::unique_ptr<FileBlockReader> reader_; // the open file
+    LoudnessMeterSlot meter_;                 // loudness of every channel
 };

@@ -36,7 +36,9 @@ double truePeakDb(double linear)
 
 } // namespace
 
-LoudnessMeter::LoudnessMeter(int channels, int sampleRate)
+LoudnessMeter::LoudnessMeter(int channels, int sampleRate) : LoudnessMeter(channels, sampleRate, {}, Options{}) {}
+
+LoudnessMeter::LoudnessMeter(int channels, int sampleRate, std::vector<int> channelRoles, Options)
     : channels_(channels)
 {
     if (channels < 0 || sampleRate < 0) {
@@ -46,6 +48,10 @@ LoudnessMeter::LoudnessMeter(int channels, int sampleRate)
     state_.interleaveBuffer.assign(static_cast<std::size_t>(channels) * maxFrames, 0.0f);
     state_.handle = ebur128_init(static_cast<unsigned int>(channels),
                                  static_cast<unsigned long>(sampleRate), measurementMode);
+    if (state_.handle == nullptr) return;
+    for (std::size_t c = 0; c < channelRoles.size() && c < static_cast<std::size_t>(channels); ++c) {
+        ebur128_set_channel(state_.handle, static_cast<unsigned int>(c), channelRoles[c]);
+    }
 }
 
 LoudnessMeter::~LoudnessMeter()
@@ -84,6 +90,26 @@ void LoudnessMeter::addFrames(const float *left, const float *right, std::size_t
     }
 }
 
+void LoudnessMeter::addInterleaved(const float *frames, std::size_t frameCount)
+{
+    std::lock_guard guard(lock_);
+    if (state_.handle == nullptr || frameCount == 0) {
+        return;
+    }
+    const auto channels = static_cast<std::size_t>(state_.channels);
+    for (std::size_t offset = 0; offset < frameCount; offset += maxFrames) {
+        const std::size_t n = std::min(maxFrames, frameCount - offset);
+        std::copy_n(frames + offset * channels, n * channels, state_.interleaveBuffer.data());
+        ebur128_add_frames_float(state_.handle, state_.interleaveBuffer.data(), n);
+    }
+    if (queriesWanted_.load(std::memory_order_relaxed)) {
+        updateCachedValues();
+    } else {
+        state_.addFramesCount += 1;
+        state_.refreshAll = true;
+    }
+}
+
 void LoudnessMeter::updateCachedValues()
 {
     ebur128_state *handle = state_.handle;
@@ -100,7 +126,16 @@ void LoudnessMeter::updateCachedValues()
     if (ebur128_true_peak(handle, 0, &value) == EBUR128_SUCCESS) {
         values.truePeakLeft = truePeakDb(value);
     }
-    if (state_.channels >= 2) {
+    if (state_.channels > 2) {
+        // No stereo pair to split the channels into: both sides show the programme's peak.
+        double largest = 0.0;
+        for (int c = 0; c < state_.channels; ++c) {
+            if (ebur128_true_peak(handle, static_cast<unsigned int>(c), &value) == EBUR128_SUCCESS) {
+                largest = std::max(largest, value);
+            }
+        }
+        values.truePeakLeft = values.truePeakRight = truePeakDb(largest);
+    } else if (state_.channels == 2) {
         if (ebur128_true_peak(handle, 1, &value) == EBUR128_SUCCESS) {
             values.truePeakRight = truePeakDb(value);
         }

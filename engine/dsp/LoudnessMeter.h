@@ -40,6 +40,18 @@ public:
     // an unsupported rate) give a meter that ignores its input and reads the initial
     // values. Allocates everything the audio thread will need.
     LoudnessMeter(int channels, int sampleRate);
+
+    // Who feeds the meter: the caller's own thread measuring each block before it returns
+    // (files, tests), or a live source's audio thread.
+    enum class Feeding { inlined, meteringThread };
+    struct Options {
+        Feeding feeding = Feeding::inlined;
+        bool startsMidSignal = false; // the first block comes from a signal already playing
+    };
+    // channelRoles: libebur128 channel roles (enum channel values), one per channel, as
+    // ChannelWeighting gives them; empty keeps the library's defaults. This version
+    // measures every block inline whatever the options say.
+    LoudnessMeter(int channels, int sampleRate, std::vector<int> channelRoles, Options options);
     ~LoudnessMeter();
     LoudnessMeter(const LoudnessMeter &) = delete;
     LoudnessMeter &operator=(const LoudnessMeter &) = delete;
@@ -50,6 +62,10 @@ public:
     // channel reads them as interleaved pairs (open a one-channel meter for a mono
     // source). Only the first maxFrames frames of a block are measured.
     void addFrames(const float *left, const float *right, std::size_t frameCount);
+    // Feeding thread: frameCount frames of channels() interleaved samples, any count;
+    // longer blocks are measured in pieces of maxFrames. With more than two channels
+    // truePeakLeft and truePeakRight both read the largest true peak of all channels.
+    void addInterleaved(const float *frames, std::size_t frameCount);
 
     // Main thread: the values cached by the latest addFrames().
     LoudnessValues read() const;

@@ -3,7 +3,7 @@
 // crash or yield a number that was not measured.
 #include "AnalysisTestSupport.h"
 
-#include "engine/analysis/ChannelWeighting.h"
+#include "engine/dsp/ChannelWeighting.h"
 #include "engine/analysis/FileAnalyzer.h"
 
 #include <fstream>

@@ -4,7 +4,7 @@
 #include "AnalysisTestSupport.h"
 
 #include "engine/analysis/BatchAnalyzer.h"
-#include "engine/analysis/ChannelWeighting.h"
+#include "engine/dsp/ChannelWeighting.h"
 #include "engine/analysis/FileAnalyzer.h"
 #include "engine/analysis/TruePeakScanner.h"
 

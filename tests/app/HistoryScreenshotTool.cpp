@@ -104,14 +104,15 @@ int offline(const QDir &dir, const QString &file, int span, const QString &name)
         std::fprintf(stderr, "%s\n", error.c_str());
         return 1;
     }
-    LoudnessMeter meter(static_cast<int>(reader->channels()), static_cast<int>(reader->sampleRate()));
+    LoudnessMeter meter(static_cast<int>(reader->fileChannels()), static_cast<int>(reader->sampleRate()),
+                        reader->channelRoles(), LoudnessMeter::Options{});
     LoudnessHistory history;
     double now = 0.0;
     float peak = 0.0f;
     double square = 0.0;
     std::size_t frames = 0;
     while (const std::size_t count = reader->read(tickFrames, AtFileEnd::stop)) {
-        meter.addFrames(reader->left(), reader->right(), count);
+        meter.addInterleaved(reader->frames(), count);
         const LoudnessValues v = meter.read();
         history.advance(now, {v.momentary, v.shortTerm, v.integrated, std::max(v.truePeakLeft, v.truePeakRight)});
         now += static_cast<double>(count) / reader->sampleRate();

@@ -9,17 +9,24 @@
 #include <string>
 #include <vector>
 
-// Writes `frames` frames of `channels` channels, 32-bit float WAV, with sample(frame,
-// channel) as the content; false when the file cannot be written.
+// Writes `frames` frames of `channels` channels, 32-bit float WAV unless `format` says
+// otherwise, with sample(frame, channel) as the content and, when given, a channel map
+// (SF_CHANNEL_MAP_* per channel); false when the file cannot be written.
 inline bool writeTestFile(const std::string &path, int sampleRate, int channels, std::size_t frames,
-                          const std::function<float(std::size_t frame, int channel)> &sample)
+                          const std::function<float(std::size_t frame, int channel)> &sample,
+                          int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT, std::vector<int> channelMap = {})
 {
     SF_INFO info{};
     info.samplerate = sampleRate;
     info.channels = channels;
-    info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
+    info.format = format;
     SNDFILE *file = sf_open(path.c_str(), SFM_WRITE, &info);
     if (file == nullptr) return false;
+    if (!channelMap.empty() && sf_command(file, SFC_SET_CHANNEL_MAP_INFO, channelMap.data(),
+                                          static_cast<int>(channelMap.size() * sizeof(int))) != SF_TRUE) {
+        sf_close(file);
+        return false;
+    }
     std::vector<float> data(frames * static_cast<std::size_t>(channels));
     for (std::size_t k = 0; k < frames; ++k) {
         for (int c = 0; c < channels; ++c) data[k * static_cast<std::size_t>(channels) + static_cast<std::size_t>(c)] = sample(k, c);

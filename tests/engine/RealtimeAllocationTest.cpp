@@ -14,19 +14,24 @@
 // entry points that allocate are interposed here and run with counting paused.
 
 #include "engine/dsp/CaptureBlockProcessor.h"
+#include "engine/dsp/FileBlockReader.h"
 #include "engine/dsp/LoudnessMeter.h"
+#include "engine/dsp/LoudnessMeterSlot.h"
 #include "engine/dsp/ProcessTapRouter.h"
+#include "tests/dsp/TestAudioFiles.h"
 
 #include <ebur128.h>
 
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <new>
 #include <numbers>
 #include <string>
@@ -294,6 +299,38 @@ TEST(RealtimeAllocation, ProcessTapPathAllocatesNothingAfterWarmUp)
             EXPECT_GT(processor.blockCount(), 0u);
         }
     }
+}
+
+// The file source's feeding thread once the file is open: decoding, the stereo fold, the
+// loop seam's seek, the block processor and the loudness of all six channels.
+TEST(RealtimeAllocation, FileBlockPathAllocatesNothingAfterOpen)
+{
+    const std::string path = (std::filesystem::temp_directory_path() /
+                              ("kelvra-alloc-" + std::to_string(::getpid()) + ".wav")).string();
+    ASSERT_TRUE(writeTestFile(path, 48000, 6, 24000, [](std::size_t k, int c) {
+        return 0.1f * static_cast<float>(c + 1) * std::sin(0.01f * static_cast<float>(k * static_cast<std::size_t>(c + 1)));
+    }));
+    std::string error;
+    const std::unique_ptr<FileBlockReader> reader = FileBlockReader::open(path, 1024, error);
+    ASSERT_TRUE(reader) << error;
+    CaptureBlockProcessor processor;
+    LoudnessMeterSlot meter;
+    meter.set(std::make_shared<LoudnessMeter>(6, 48000, reader->channelRoles(), LoudnessMeter::Options{}));
+
+    const auto feed = [&](int blocks) {
+        allocations = 0;
+        for (int b = 0; b < blocks; ++b) {
+            counting = true;
+            const std::size_t frames = reader->read(1000, AtFileEnd::loop);
+            processor.processPlanar(reader->left(), reader->right(), frames);
+            meter.feed(reader->frames(), frames);
+            counting = false;
+        }
+        return allocations;
+    };
+    feed(8);
+    EXPECT_EQ(feed(150), 0) << "three seconds of a half-second file: six seams";
+    std::filesystem::remove(path);
 }
 
 } // namespace

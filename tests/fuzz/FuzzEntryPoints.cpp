@@ -2,7 +2,7 @@
 
 #include "app/windows/FrameText.h"
 #include "engine/MeterFileSession.h"
-#include "engine/analysis/AudioFileReader.h"
+#include "engine/dsp/AudioFileReader.h"
 #include "engine/analysis/FileAnalyzer.h"
 #include "engine/dsp/MeterBallistics.h"
 #include "engine/dsp/OctaveResolution.h"

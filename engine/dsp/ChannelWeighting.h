@@ -14,6 +14,12 @@ namespace channel_weighting {
 // front channels.
 std::vector<int> fromChannelMap(const std::vector<int> &channelMap);
 
+// Where each channel sits (SF_CHANNEL_MAP_* values) when a file names no positions: the
+// orders waveDefault and vorbisDefault weight. Channels past the known order are front
+// centre.
+std::vector<int> wavePositions(int channels);
+std::vector<int> vorbisPositions(int channels);
+
 // Roles by position when the file names none: the WAVE default order (L R C LFE BL BR
 // SL SR; quad is L R BL BR, five channels L R C BL BR, seven L R C LFE BC SL SR). A
 // single channel is measured as it is. Channels past the eighth count as front channels.

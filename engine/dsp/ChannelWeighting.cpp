@@ -1,6 +1,8 @@
-#include "engine/analysis/ChannelWeighting.h"
+#include "engine/dsp/ChannelWeighting.h"
 
 #include <sndfile.h>
+
+#include <algorithm>
 
 namespace channel_weighting {
 
@@ -27,53 +29,53 @@ int roleOf(int position)
     }
 }
 
-std::vector<int> byPosition(const std::vector<int> &positions, int channels)
-{
-    std::vector<int> roles;
-    roles.reserve(static_cast<std::size_t>(channels));
-    for (int c = 0; c < channels; ++c)
-        roles.push_back(c < static_cast<int>(positions.size()) ? roleOf(positions[static_cast<std::size_t>(c)])
-                                                              : EBUR128_CENTER);
-    return roles;
-}
-
 } // namespace
 
 std::vector<int> fromChannelMap(const std::vector<int> &channelMap)
 {
-    return byPosition(channelMap, static_cast<int>(channelMap.size()));
+    std::vector<int> roles;
+    roles.reserve(channelMap.size());
+    for (const int position : channelMap) roles.push_back(roleOf(position));
+    return roles;
 }
 
-std::vector<int> waveDefault(int channels)
+std::vector<int> wavePositions(int channels)
+{
+    constexpr int L = SF_CHANNEL_MAP_FRONT_LEFT, R = SF_CHANNEL_MAP_FRONT_RIGHT, C = SF_CHANNEL_MAP_FRONT_CENTER,
+                  LFE = SF_CHANNEL_MAP_LFE, BL = SF_CHANNEL_MAP_REAR_LEFT, BR = SF_CHANNEL_MAP_REAR_RIGHT,
+                  BC = SF_CHANNEL_MAP_REAR_CENTER, SL = SF_CHANNEL_MAP_SIDE_LEFT, SR = SF_CHANNEL_MAP_SIDE_RIGHT;
+    std::vector<int> order;
+    switch (channels) {
+    case 1: order = {C}; break;
+    case 2: order = {L, R}; break;
+    case 3: order = {L, R, C}; break;
+    case 4: order = {L, R, BL, BR}; break;
+    case 5: order = {L, R, C, BL, BR}; break;
+    case 6: order = {L, R, C, LFE, BL, BR}; break;
+    case 7: order = {L, R, C, LFE, BC, SL, SR}; break;
+    default: order = {L, R, C, LFE, BL, BR, SL, SR}; break;
+    }
+    order.resize(static_cast<std::size_t>(std::max(channels, 0)), C);
+    return order;
+}
+
+std::vector<int> vorbisPositions(int channels)
 {
     constexpr int L = SF_CHANNEL_MAP_FRONT_LEFT, R = SF_CHANNEL_MAP_FRONT_RIGHT, C = SF_CHANNEL_MAP_FRONT_CENTER,
                   LFE = SF_CHANNEL_MAP_LFE, BL = SF_CHANNEL_MAP_REAR_LEFT, BR = SF_CHANNEL_MAP_REAR_RIGHT,
                   BC = SF_CHANNEL_MAP_REAR_CENTER, SL = SF_CHANNEL_MAP_SIDE_LEFT, SR = SF_CHANNEL_MAP_SIDE_RIGHT;
     switch (channels) {
-    case 1: return byPosition({C}, 1);
-    case 2: return byPosition({L, R}, 2);
-    case 3: return byPosition({L, R, C}, 3);
-    case 4: return byPosition({L, R, BL, BR}, 4);
-    case 5: return byPosition({L, R, C, BL, BR}, 5);
-    case 6: return byPosition({L, R, C, LFE, BL, BR}, 6);
-    case 7: return byPosition({L, R, C, LFE, BC, SL, SR}, 7);
-    default: return byPosition({L, R, C, LFE, BL, BR, SL, SR}, channels);
+    case 3: return {L, C, R};
+    case 5: return {L, C, R, BL, BR};
+    case 6: return {L, C, R, BL, BR, LFE};
+    case 7: return {L, C, R, SL, SR, BC, LFE};
+    case 8: return {L, C, R, SL, SR, BL, BR, LFE};
+    default: return wavePositions(channels);
     }
 }
 
-std::vector<int> vorbisDefault(int channels)
-{
-    constexpr int L = SF_CHANNEL_MAP_FRONT_LEFT, R = SF_CHANNEL_MAP_FRONT_RIGHT, C = SF_CHANNEL_MAP_FRONT_CENTER,
-                  LFE = SF_CHANNEL_MAP_LFE, BL = SF_CHANNEL_MAP_REAR_LEFT, BR = SF_CHANNEL_MAP_REAR_RIGHT,
-                  BC = SF_CHANNEL_MAP_REAR_CENTER, SL = SF_CHANNEL_MAP_SIDE_LEFT, SR = SF_CHANNEL_MAP_SIDE_RIGHT;
-    switch (channels) {
-    case 3: return byPosition({L, C, R}, 3);
-    case 5: return byPosition({L, C, R, BL, BR}, 5);
-    case 6: return byPosition({L, C, R, BL, BR, LFE}, 6);
-    case 7: return byPosition({L, C, R, SL, SR, BC, LFE}, 7);
-    case 8: return byPosition({L, C, R, SL, SR, BL, BR, LFE}, 8);
-    default: return waveDefault(channels);
-    }
-}
+std::vector<int> waveDefault(int channels) { return fromChannelMap(wavePositions(channels)); }
+
+std::vector<int> vorbisDefault(int channels) { return fromChannelMap(vorbisPositions(channels)); }
 
 } // namespace channel_weighting
