@@ -11,7 +11,7 @@ JOBS          ?= $(shell nproc)
 # Lets ccache reuse objects between clones of the repository (paths are made relative).
 export CCACHE_BASEDIR := $(CURDIR)
 
-.PHONY: all deps build run test tsan bench live-cpu package soak fuzz clean
+.PHONY: all deps build run test tsan bench live-cpu loudness-day package soak fuzz clean
 
 all: build
 
@@ -58,6 +58,12 @@ tsan: deps $(TSAN_DIR)/build.ninja
 live-cpu: deps $(RELEASE_DIR)/build.ninja
 	cmake --build $(RELEASE_DIR) -j $(JOBS) --target kelvrameters
 	bash scripts/measure-live-cpu.sh $(RELEASE_DIR)
+
+# 24 hours of audio through the loudness meter, as fast as it goes (a few minutes):
+# cost per block and memory must not grow with the measurement (HOURS=24).
+loudness-day: deps $(RELEASE_DIR)/build.ninja
+	cmake --build $(RELEASE_DIR) -j $(JOBS) --target loudness_day
+	$(RELEASE_DIR)/bench/dsp/loudness_day $(or $(HOURS),24)
 
 # An hour of the app and the headless meter on a private audio server (MINUTES=60).
 soak: deps $(RELEASE_DIR)/build.ninja

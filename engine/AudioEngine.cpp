@@ -124,15 +124,12 @@ void AudioEngine::setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter)
     // draws a break there. The same meter handed over again changes nothing.
     if (meter && meter != loudnessMeter_) loudnessHistory_.markMeasurementStart();
     loudnessMeter_ = std::move(meter);
-    if (loudnessMeter_) loudnessMeter_->setQueriesWanted(displayActive_);
 }
 
 void AudioEngine::setDisplayActive(bool active)
 {
     if (active == displayActive_) return;
     displayActive_ = active;
-    // Nobody reads the loudness while nothing is on screen; the measurement goes on.
-    if (loudnessMeter_) loudnessMeter_->setQueriesWanted(active);
     if (tickSource_ == TickSource::displayLink) {
         if (active) {
             displayLink_ = std::make_unique<DisplayLink>(refreshRate_ > 0.0 ? refreshRate_ : DisplayLink::defaultRefreshRate,

@@ -1,7 +1,7 @@
 // True peak is most of a loudness measurement's cost: the scanner against libebur128's
 // own true-peak state, and the libebur128 loudness lane, each over 10 s of 48 kHz audio.
 #include "engine/analysis/LoudnessLane.h"
-#include "engine/analysis/TruePeakScanner.h"
+#include "engine/dsp/TruePeakScanner.h"
 
 #include <benchmark/benchmark.h>
 #include <ebur128.h>

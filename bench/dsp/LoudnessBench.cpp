@@ -1,6 +1,7 @@
-// Cost of the loudness wrapper on the audio thread, against libebur128 doing the same
-// work alone, and how libebur128's integrated/range queries grow with the length of
-// the measurement.
+// Cost of the loudness meter per block, measured inline and as the audio thread pays for
+// it with a metering thread, against libebur128's full mode doing the same work alone,
+// and how that mode's integrated/range queries grow with the length of the measurement
+// (the reason the meter keeps histograms instead).
 #include "engine/dsp/LoudnessMeter.h"
 
 #include <benchmark/benchmark.h>
@@ -59,6 +60,25 @@ void BM_LoudnessMeterAddFrames(benchmark::State &state)
     }
 }
 BENCHMARK(BM_LoudnessMeterAddFrames)->Iterations(timedBlocks)->Repetitions(5)->ReportAggregatesOnly(true)->Unit(benchmark::kMicrosecond);
+
+// The audio thread's share with Feeding::meteringThread: copying the block into the ring.
+// The ring is drained (untimed) every 16 blocks, as real-time pacing would keep it.
+void BM_LoudnessMeterFeedMeteringThread(benchmark::State &state)
+{
+    const StereoBlock block = makeBlock(0);
+    LoudnessMeter meter(2, sampleRate, {}, {LoudnessMeter::Feeding::meteringThread, true});
+    std::int64_t count = 0;
+    for (auto _ : state) {
+        meter.addFrames(block.left.data(), block.right.data(), blockFrames);
+        if (++count % 16 == 0) {
+            state.PauseTiming();
+            meter.flush();
+            state.ResumeTiming();
+        }
+    }
+    if (meter.droppedFrames() != 0) state.SkipWithError("frames dropped");
+}
+BENCHMARK(BM_LoudnessMeterFeedMeteringThread)->Iterations(timedBlocks)->Repetitions(5)->ReportAggregatesOnly(true)->Unit(benchmark::kMicrosecond);
 
 // libebur128 on its own: the same block (already interleaved) and the same queries
 // the wrapper makes, with integrated loudness and range on every fifth block.

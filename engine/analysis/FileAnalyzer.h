@@ -3,7 +3,7 @@
 #include "engine/dsp/AudioFileReader.h"
 #include "engine/analysis/FileAnalysis.h"
 #include "engine/analysis/LoudnessLane.h"
-#include "engine/analysis/TruePeakScanner.h"
+#include "engine/dsp/TruePeakScanner.h"
 
 #include <cstddef>
 #include <memory>

@@ -1,100 +1,99 @@
 #pragma once
 
-#include "engine/dsp/SpinLock.h"
-
-#include <ebur128.h>
+#include "engine/dsp/FrameRing.h"
+#include "engine/dsp/LoudnessMeasurement.h"
+#include "engine/dsp/LoudnessValues.h"
+#include "engine/dsp/PublishedLoudness.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <mutex>
+#include <thread>
 #include <vector>
 
-// The loudness figures shown to the user, cached after each fed block.
-// Loudness in LUFS, range in LU, true peaks in dBTP; -70.0 means "no value yet".
-struct LoudnessValues {
-    double momentary = -70.0;
-    double shortTerm = -70.0;
-    double integrated = -70.0;
-    double loudnessRange = 0.0;
-    double truePeakLeft = -70.0;
-    double truePeakRight = -70.0;
-
-    friend bool operator==(const LoudnessValues &, const LoudnessValues &) = default;
-};
-
-// EBU R128 / ITU-R BS.1770 loudness of the captured stream, measured by libebur128.
-// One instance is one measurement: integrated loudness, range and true peak run from
-// construction on; a new measurement is a new instance.
+// EBU R128 / ITU-R BS.1770 loudness of a stream: momentary, short-term, integrated,
+// loudness range and true peak (LoudnessMeasurement does the measuring and documents
+// its exactness). One instance is one measurement from construction on; a new
+// measurement is a new instance.
 //
-// addFrames() runs on the audio thread, read() on the main thread. One spin lock
-// guards the whole state: the feeder holds it for the whole call, the reader only
-// long enough to copy the six cached values.
+// Two ways to feed it:
+//   - Feeding::inlined: every addFrames()/addInterleaved() is measured before it returns.
+//     Deterministic; for offline metering of files, tools and tests.
+//   - Feeding::meteringThread: for live capture. The feeding (audio) thread only copies
+//     frames into a lock-free ring holding more than a second of audio; a thread owned
+//     by the meter wakes on its own every 25 ms, measures what is there and publishes.
+//     The audio thread never signals, waits for or locks anything. Frames that find the
+//     ring full are counted in droppedFrames() and left out of the measurement.
+// Either way read() takes no lock the feeder takes (a sequence lock: the measuring side
+// never waits for a reader), and nothing is allocated after construction.
 class LoudnessMeter {
 public:
-    // Largest number of frames measured from one block; the rest of a longer block is
-    // skipped so the interleave buffer never has to grow on the audio thread.
-    static constexpr std::size_t maxFrames = 4096;
-
-    // channels and sampleRate (Hz, truncated by the caller) must not be negative:
-    // throws std::invalid_argument otherwise. Values libebur128 refuses (0 channels,
-    // an unsupported rate) give a meter that ignores its input and reads the initial
-    // values. Allocates everything the audio thread will need.
-    LoudnessMeter(int channels, int sampleRate);
-
-    // Who feeds the meter: the caller's own thread measuring each block before it returns
-    // (files, tests), or a live source's audio thread.
     enum class Feeding { inlined, meteringThread };
     struct Options {
         Feeding feeding = Feeding::inlined;
-        bool startsMidSignal = false; // the first block comes from a signal already playing
+        // The stream was already playing when metering began (live capture), so its first
+        // sample is no step up from silence: true peak is not allowed to ring on it.
+        bool startsMidSignal = false;
     };
-    // channelRoles: libebur128 channel roles (enum channel values), one per channel, as
-    // ChannelWeighting gives them; empty keeps the library's defaults. This version
-    // measures every block inline whatever the options say.
+
+    // channels and sampleRate (Hz) must not be negative: throws std::invalid_argument
+    // otherwise, and when channelRoles is neither empty (libebur128's default roles) nor
+    // one libebur128 `enum channel` value per channel. Values libebur128 refuses (0
+    // channels, an unsupported rate or role) give a meter that ignores its input and
+    // reads the initial values.
+    LoudnessMeter(int channels, int sampleRate);
     LoudnessMeter(int channels, int sampleRate, std::vector<int> channelRoles, Options options);
     ~LoudnessMeter();
     LoudnessMeter(const LoudnessMeter &) = delete;
     LoudnessMeter &operator=(const LoudnessMeter &) = delete;
 
-    // Audio thread. left: frameCount samples; right: frameCount samples or nullptr.
-    // A two-channel meter given both channels interleaves them; otherwise the left
-    // samples are handed over as they are, so a two-channel meter fed only a left
-    // channel reads them as interleaved pairs (open a one-channel meter for a mono
-    // source). Only the first maxFrames frames of a block are measured.
+    // The feeding thread (one at a time). left: frameCount samples, for channel 0;
+    // right: frameCount samples for channel 1, or nullptr to use the left samples there
+    // too. Further channels get silence (feed a multichannel source with addInterleaved).
+    // Any frameCount; every frame is measured.
     void addFrames(const float *left, const float *right, std::size_t frameCount);
-    // Feeding thread: frameCount frames of channels() interleaved samples, any count;
-    // longer blocks are measured in pieces of maxFrames. With more than two channels
-    // truePeakLeft and truePeakRight both read the largest true peak of all channels.
+    // The feeding thread: frameCount frames of channels() samples each.
     void addInterleaved(const float *frames, std::size_t frameCount);
 
-    // Main thread: the values cached by the latest addFrames().
-    LoudnessValues read() const;
+    // Any thread: the latest published values.
+    LoudnessValues read() const { return published_.load(); }
 
-    // Any thread. While nobody reads the values (no meter on screen), the per-block
-    // queries are skipped and only the measurement itself runs; the first block after
-    // they are wanted again refreshes every value, so what is read then is what would
-    // have been read had they never stopped. Initially wanted.
-    void setQueriesWanted(bool wanted) { queriesWanted_.store(wanted, std::memory_order_relaxed); }
+    // Not the feeding thread: returns once everything added before the call is measured
+    // and published. Immediate when inlined.
+    void flush();
+
+    // Frames refused by a full ring (meteringThread only).
+    std::uint64_t droppedFrames() const { return dropped_.load(std::memory_order_relaxed); }
 
     int channels() const { return channels_; }
-    // False when libebur128 refused the channel count or sample rate.
-    bool isMeasuring() const { return state_.handle != nullptr; }
+    Feeding feeding() const { return feeding_; }
+    // False when libebur128 refused the channel count, sample rate or roles.
+    bool isMeasuring() const { return measurement_->isMeasuring(); }
 
 private:
-    struct MeterState {
-        ebur128_state *handle = nullptr;   // the measurement; null if libebur128 refused it
-        std::vector<float> interleaveBuffer; // channels x maxFrames samples handed to the library
-        LoudnessValues cachedValues;         // results after the latest block
-        std::int64_t addFramesCount = 0;     // blocks fed so far
-        bool refreshAll = false;             // queries were skipped: refresh everything next time
-        int channels = 0;                    // channel count of the measurement
-    };
+    // Frames interleaved per piece by addFrames() when inlined.
+    static constexpr std::size_t pieceFrames = 1024;
 
-    void updateCachedValues();
-    void updateSlowValues();
+    void measure(const float *frames, std::size_t frameCount);
+    void runMeteringThread();
+    void drainRing();
 
-    const int channels_;      // channel count as constructed; readable without the lock
-    mutable SpinLock lock_;   // guards state_
-    std::atomic<bool> queriesWanted_{true}; // the cached values are read: query per block
-    MeterState state_;        // everything the audio thread touches
+    const int channels_;
+    const Feeding feeding_;
+    std::unique_ptr<LoudnessMeasurement> measurement_; // touched by the measuring side only
+    std::vector<float> piece_;           // inlined addFrames(): one interleaved piece
+    std::unique_ptr<FrameRing> ring_;    // meteringThread: audio thread -> metering thread
+    std::atomic<std::uint64_t> dropped_{0};
+    PublishedLoudness published_;
+
+    // The metering thread's sleep and the flush hand-shake; never taken by the feeder.
+    std::mutex wakeLock_;
+    std::condition_variable wake_;    // stop or flush wanted
+    std::condition_variable drained_; // a drain finished
+    bool stopping_ = false;
+    bool flushWanted_ = false;
+    std::thread meteringThread_;
 };

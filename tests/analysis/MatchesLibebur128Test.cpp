@@ -6,7 +6,7 @@
 #include "engine/analysis/BatchAnalyzer.h"
 #include "engine/dsp/ChannelWeighting.h"
 #include "engine/analysis/FileAnalyzer.h"
-#include "engine/analysis/TruePeakScanner.h"
+#include "engine/dsp/TruePeakScanner.h"
 
 using namespace analysis_test;
 

@@ -290,18 +290,19 @@ TEST_F(AudioEngineTest, TrailKeepsTheNewestPointsUpToItsLength)
     EXPECT_EQ(backend->lissajousReads, reads);
 }
 
-TEST_F(AudioEngineTest, LoudnessIsReadEveryTickAndIntegratedAppearsAfterTheFifthBlock)
+TEST_F(AudioEngineTest, LoudnessIsReadEveryTick)
 {
     auto meter = std::make_shared<LoudnessMeter>(2, 48000);
     engine.setLoudnessMeter(meter);
-    const std::vector<float> sine = sineFrame(1000.0f, 0.0707946f, 48000.0f, 5 * 4096);
-    for (int block = 0; block < 4; ++block) meter->addFrames(&sine[block * 4096], &sine[block * 4096], 4096);
+    // Momentary loudness from 400 ms of audio on, integrated loudness every 500 ms.
+    const std::vector<float> sine = sineFrame(1000.0f, 0.0707946f, 48000.0f, 24000);
+    meter->addFrames(sine.data(), sine.data(), 19200);
     tick(1.0 / 60);
-    EXPECT_GT(values().momentaryLUFS, -70.0);
+    EXPECT_NEAR(values().momentaryLUFS, -23.0, 0.1);
     EXPECT_EQ(values().integratedLUFS, -70.0);
     EXPECT_EQ(values().loudnessRange, 0.0);
 
-    meter->addFrames(&sine[4 * 4096], &sine[4 * 4096], 4096);
+    meter->addFrames(&sine[19200], &sine[19200], 4800);
     tick(1.0 / 60);
     EXPECT_NEAR(values().integratedLUFS, -23.0, 0.1);
     EXPECT_NEAR(values().truePeakLeft, -23.0, 0.1);

@@ -5,13 +5,8 @@
 // sanitizer allocator's hooks when AddressSanitizer owns malloc). Counting is switched
 // on only on the test's own thread, around the calls under test.
 //
-// libebur128 is excluded on purpose: in the measurement mode the loudness meter needs
-// (integrated loudness and range from the full block history, no histogram) the library
-// appends one small record per 100 ms gating block and per short-term block, and the
-// range query sorts a freshly malloc'd copy of that history. Those allocations are the
-// library's own and unavoidable in that mode; everything around them - the wrapper's
-// interleaving, its lock, the cached values - is ours and is counted. The two library
-// entry points that allocate are interposed here and run with counting paused.
+// libebur128 is counted too: the loudness meter runs it in momentary mode only, where
+// feeding it keeps no list of gating blocks and allocates nothing.
 
 #include "engine/dsp/CaptureBlockProcessor.h"
 #include "engine/dsp/FileBlockReader.h"
@@ -19,8 +14,6 @@
 #include "engine/dsp/LoudnessMeterSlot.h"
 #include "engine/dsp/ProcessTapRouter.h"
 #include "tests/dsp/TestAudioFiles.h"
-
-#include <ebur128.h>
 
 #include <gtest/gtest.h>
 
@@ -124,23 +117,6 @@ void operator delete[](void *pointer) noexcept { std::free(pointer); }
 void operator delete(void *pointer, std::size_t) noexcept { std::free(pointer); }
 void operator delete[](void *pointer, std::size_t) noexcept { std::free(pointer); }
 #pragma GCC diagnostic pop
-
-// The libebur128 calls that allocate by design, run uncounted (see the top of the file).
-extern "C" int ebur128_add_frames_float(ebur128_state *state, const float *source, size_t frames)
-{
-    using Function = int (*)(ebur128_state *, const float *, size_t);
-    static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "ebur128_add_frames_float"));
-    NotCounted pause;
-    return real(state, source, frames);
-}
-
-extern "C" int ebur128_loudness_range(ebur128_state *state, double *out)
-{
-    using Function = int (*)(ebur128_state *, double *);
-    static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "ebur128_loudness_range"));
-    NotCounted pause;
-    return real(state, out);
-}
 
 namespace {
 
@@ -331,6 +307,40 @@ TEST(RealtimeAllocation, FileBlockPathAllocatesNothingAfterOpen)
     feed(8);
     EXPECT_EQ(feed(150), 0) << "three seconds of a half-second file: six seams";
     std::filesystem::remove(path);
+}
+
+// The loudness meter fed directly, as a multichannel source feeds it: both entry points,
+// in both feedings (measured on the spot, or only copied for the metering thread).
+TEST(RealtimeAllocation, LoudnessMeterFeedingAllocatesNothing)
+{
+    const std::vector<float> stereo = programme(48000 * 8);
+    std::vector<float> left(stereo.size() / 2), right(stereo.size() / 2);
+    for (std::size_t i = 0; i < left.size(); ++i) {
+        left[i] = stereo[2 * i];
+        right[i] = stereo[2 * i + 1];
+    }
+    for (const auto feeding : {LoudnessMeter::Feeding::inlined, LoudnessMeter::Feeding::meteringThread}) {
+        for (const std::size_t blockFrames : {1u, 1024u, 16384u}) {
+            LoudnessMeter meter(2, 48000, {}, {feeding, true});
+            allocations = 0;
+            // Past 3 s, so every kind of block and query has run; paced by flush() as the
+            // audio thread's real-time pace would be.
+            for (std::size_t offset = 0; offset + blockFrames <= left.size(); offset += blockFrames) {
+                counting = true;
+                if (offset / blockFrames % 2 == 0) {
+                    meter.addFrames(&left[offset], &right[offset], blockFrames);
+                } else {
+                    meter.addInterleaved(&stereo[2 * offset], blockFrames);
+                }
+                counting = false;
+                if ((offset + blockFrames) % 32768 < blockFrames) meter.flush();
+            }
+            meter.flush();
+            EXPECT_EQ(allocations, 0) << blockFrames << " frames per block, feeding " << static_cast<int>(feeding);
+            EXPECT_GT(meter.read().integrated, -70.0);
+            EXPECT_EQ(meter.droppedFrames(), 0u);
+        }
+    }
 }
 
 } // namespace

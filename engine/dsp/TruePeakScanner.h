@@ -21,6 +21,15 @@ public:
     // sampleRate in Hz (positive).
     explicit TruePeakScanner(int sampleRate);
 
+    // For a signal picked up while it was already playing: fills the interpolator's past
+    // with the even reflection of the first samples about the first one (x[-k] = x[k]),
+    // instead of the zeros a signal starting from silence has. A step from silence to a
+    // steady tone rings through the interpolator and reads up to 0.9 dB above the tone;
+    // the reflection continues the wave without a step. Call before the first add(), with
+    // the samples that add() will be given first (at least one; fewer than the history
+    // repeat the last one given).
+    void primeByReflection(const float *samples, std::size_t frames, std::size_t stride);
+
     // Feeds `frames` samples read from samples[0], samples[stride], samples[2 * stride]...
     // (stride = the channel count of an interleaved block, 1 for a plain channel).
     void add(const float *samples, std::size_t frames, std::size_t stride);

@@ -1,4 +1,4 @@
-#include "engine/analysis/TruePeakScanner.h"
+#include "engine/dsp/TruePeakScanner.h"
 
 #include <algorithm>
 #include <cmath>
@@ -48,6 +48,12 @@ TruePeakScanner::TruePeakScanner(int sampleRate)
         history_ = (interpolatorTaps + factor_ - 1) / factor_ - 1;
     }
     input_.assign(history_ + runFrames, 0.0);
+}
+
+void TruePeakScanner::primeByReflection(const float *samples, std::size_t frames, std::size_t stride)
+{
+    if (frames == 0) return;
+    for (std::size_t k = 1; k <= history_; ++k) input_[history_ - k] = samples[std::min(k, frames - 1) * stride];
 }
 
 void TruePeakScanner::add(const float *samples, std::size_t frames, std::size_t stride)
