@@ -103,6 +103,8 @@ void FileSourceCaptureImpl::run()
     std::size_t frames = reader_->read(blockFrames, atEnd_);
     while (running_.load(std::memory_order_relaxed)) {
         if (frames == 0) {
+            // The file's integrated loudness and range include its last frames.
+            meter_.finish();
             // Release: whoever sees the end also sees the last block's counters.
             ended_.store(true, std::memory_order_release);
             return;

@@ -122,6 +122,7 @@ bool runMeterFile(const MeterFileOptions &options, const MeterFileReport &report
     // The last report is the whole file's loudness as measured, not as last published:
     // the engine publishes a loudness change only once it exceeds 0.1 LU.
     MeterValues last = engine.meterData().values();
+    meter->flush();
     const LoudnessValues measured = meter->read();
     last.momentaryLUFS = measured.momentary;
     last.shortTermLUFS = measured.shortTerm;

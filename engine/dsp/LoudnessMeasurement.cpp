@@ -123,10 +123,13 @@ void LoudnessMeasurement::blockCompleted()
     if (blocks_ >= shortTermBlocks && (blocks_ - shortTermBlocks) % rangeBlockHop == 0) {
         rangeBlocks_.add(shortTermEnergy_);
     }
-    if (blocks_ % slowQueryInterval == 0) {
-        values_.integrated = loudnessOf(gatingBlocks_.gatedMeanEnergy(integratedGate));
-        values_.loudnessRange = rangeBlocks_.range(rangeGate);
-    }
+    if (blocks_ % slowQueryInterval == 0) updateSlowValues();
+}
+
+void LoudnessMeasurement::updateSlowValues()
+{
+    values_.integrated = loudnessOf(gatingBlocks_.gatedMeanEnergy(integratedGate));
+    values_.loudnessRange = rangeBlocks_.range(rangeGate);
 }
 
 void LoudnessMeasurement::updateTruePeaks()

@@ -52,8 +52,10 @@ public:
     void add(const float *frames, std::size_t frameCount);
 
     // Momentary and short-term as of the last 10 ms step, integrated and range as of the
-    // last 500 ms, the true peaks as of the last add().
+    // last 500 ms (or the last updateSlowValues()), the true peaks as of the last add().
     const LoudnessValues &values() const { return values_; }
+    // Integrated loudness and range from every block so far.
+    void updateSlowValues();
 
 private:
     void stepCompleted();

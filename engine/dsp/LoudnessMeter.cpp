@@ -106,25 +106,33 @@ void LoudnessMeter::measure(const float *frames, std::size_t frameCount)
 
 void LoudnessMeter::flush()
 {
-    if (!ring_) return;
-    const std::uint64_t target = ring_->writtenFrames();
-    std::unique_lock lock(wakeLock_);
-    while (ring_->consumedFrames() < target) {
-        flushWanted_ = true;
-        wake_.notify_all();
-        drained_.wait(lock);
+    if (!isMeasuring()) return;
+    if (!ring_) {
+        measurement_->updateSlowValues();
+        published_.store(measurement_->values());
+        return;
     }
+    std::unique_lock lock(wakeLock_);
+    const std::uint64_t request = ++flushesWanted_;
+    wake_.notify_all();
+    drained_.wait(lock, [&] { return flushesDone_ >= request; });
 }
 
 void LoudnessMeter::runMeteringThread()
 {
     std::unique_lock lock(wakeLock_);
     while (!stopping_) {
-        wake_.wait_for(lock, wakeInterval, [this] { return stopping_ || flushWanted_; });
-        flushWanted_ = false;
+        wake_.wait_for(lock, wakeInterval, [this] { return stopping_ || flushesWanted_ > flushesDone_; });
+        // Everything added before these flush() calls is in the ring by now.
+        const std::uint64_t answering = flushesWanted_;
         lock.unlock();
         drainRing();
+        if (answering > flushesDone_) {
+            measurement_->updateSlowValues();
+            published_.store(measurement_->values());
+        }
         lock.lock();
+        flushesDone_ = answering;
         drained_.notify_all();
     }
 }

@@ -61,8 +61,10 @@ public:
     // Any thread: the latest published values.
     LoudnessValues read() const { return published_.load(); }
 
-    // Not the feeding thread: returns once everything added before the call is measured
-    // and published. Immediate when inlined.
+    // Returns once everything added before the call is measured and published, with the
+    // integrated loudness and range brought up to that point (they are otherwise
+    // recomputed every 500 ms of audio): for the end of a file, or a test. Inlined: on the
+    // feeding thread; with a metering thread: any thread but the feeding one.
     void flush();
 
     // Frames refused by a full ring (meteringThread only).
@@ -94,6 +96,7 @@ private:
     std::condition_variable wake_;    // stop or flush wanted
     std::condition_variable drained_; // a drain finished
     bool stopping_ = false;
-    bool flushWanted_ = false;
+    std::uint64_t flushesWanted_ = 0; // flush() calls so far
+    std::uint64_t flushesDone_ = 0;   // of those, answered by the metering thread
     std::thread meteringThread_;
 };

@@ -17,3 +17,10 @@ void LoudnessMeterSlot::feed(const float *frames, std::size_t frameCount)
     if (meter_) meter_->addInterleaved(frames, frameCount);
     lock_.unlock();
 }
+
+void LoudnessMeterSlot::finish()
+{
+    if (!lock_.try_lock()) return;
+    if (meter_) meter_->flush();
+    lock_.unlock();
+}

@@ -18,6 +18,8 @@ public:
     // Feeding thread: frameCount frames of the meter's channels, interleaved. Allocates
     // nothing and never waits.
     void feed(const float *frames, std::size_t frameCount);
+    // Feeding thread, after the last block: integrated loudness and range up to the end.
+    void finish();
 
 private:
     SpinLock lock_;                       // pins meter_ while it is fed
