@@ -1,7 +1,6 @@
 #include "engine/AudioEngine.h"
 
 #include "engine/DisplayLink.h"
-#include "engine/DisplayLinkProxy.h"
 #include "engine/dsp/BandSmoothing.h"
 #include "engine/dsp/CatmullRomSpline.h"
 #include "engine/dsp/LevelDetection.h"
@@ -60,23 +59,21 @@ AudioEngine::AudioEngine(AppSettings &settings, TickSource tickSource, Clock clo
       tickSource_(tickSource),
       displaySpectralBands_(meterData_.values().spectralBands),
       analyzer_(std::make_unique<SpectrumAnalyzer>()),
-      fftSamples_(SpectrumAnalyzer::fftSize),
-      displayLinkProxy_(std::make_unique<DisplayLinkProxy>(this))
+      fftSamples_(SpectrumAnalyzer::fftSize)
 {
     // Reserved once so that filling these under spectralLock_ never allocates.
     rawSpectralData_.reserve(octave_resolution::maxBandCount);
     rawBandsScratch_.reserve(octave_resolution::maxBandCount);
     analyzedBands_.reserve(octave_resolution::maxBandCount);
-    if (tickSource == TickSource::displayLink) {
-        displayLink_ = std::make_unique<DisplayLink>(DisplayLink::defaultRefreshRate,
-                                                     [proxy = displayLinkProxy_.get()] { proxy->displayLinkFired(); });
-    }
+    if (tickSource == TickSource::displayLink) startDisplayLink();
 }
 
-AudioEngine::~AudioEngine()
+AudioEngine::~AudioEngine() = default;
+
+void AudioEngine::startDisplayLink()
 {
-    // Stop the link thread before the proxy it calls goes away.
-    displayLink_.reset();
+    displayLink_ = std::make_unique<DisplayLink>(refreshRate_ > 0.0 ? refreshRate_ : DisplayLink::defaultRefreshRate,
+                                                 [this] { updateDisplayValues(); });
 }
 
 void AudioEngine::setActiveBackend(std::shared_ptr<AudioCaptureBackend> backend)
@@ -131,12 +128,10 @@ void AudioEngine::setDisplayActive(bool active)
     if (active == displayActive_) return;
     displayActive_ = active;
     if (tickSource_ == TickSource::displayLink) {
-        if (active) {
-            displayLink_ = std::make_unique<DisplayLink>(refreshRate_ > 0.0 ? refreshRate_ : DisplayLink::defaultRefreshRate,
-                                                         [proxy = displayLinkProxy_.get()] { proxy->displayLinkFired(); });
-        } else {
+        if (active)
+            startDisplayLink();
+        else
             displayLink_.reset();
-        }
     }
     if (inputDeviceBackend_) pushSpectralSettings();
 }

@@ -19,7 +19,6 @@
 
 class AppSettings;
 class DisplayLink;
-class DisplayLinkProxy;
 
 // The one long-lived object between the capture back-ends and the views. Once per
 // display refresh (updateDisplayValues, main thread) it polls the active back-end,
@@ -38,8 +37,8 @@ public:
     static Clock steadyClock();
 
     enum class TickSource {
-        displayLink, // a display-link thread fires the tick at the screen's refresh rate
-        external,    // nothing fires it: the owner calls updateDisplayValues() or fires the proxy
+        displayLink, // a display link on the main thread fires the tick at the screen's refresh rate
+        external,    // nothing fires it: the owner calls updateDisplayValues()
     };
 
     // Main thread. Settings are read from `settings` on every tick.
@@ -98,8 +97,6 @@ public:
     // levels and loudness go on being measured. Initially active.
     void setDisplayActive(bool active);
     bool isDisplayActive() const { return displayActive_; }
-    // The display link's callback target; present with either tick source.
-    DisplayLinkProxy &displayLinkProxy() { return *displayLinkProxy_; }
 
     // The tick. Main thread only.
     void updateDisplayValues();
@@ -134,6 +131,7 @@ private:
     void fetchSpectralBands();
     void performFFTFromBackend();
     void updateLissajous();
+    void startDisplayLink();
 
     AppSettings &settings_;               // read on every tick
     Clock clock_;                         // seconds, monotonic
@@ -179,6 +177,5 @@ private:
     std::shared_ptr<SpectralSettingsSink> inputDeviceBackend_; // default-input back-end while it runs
     LevelsObserver levelsObserver_;                           // the capture layer's silence watch
 
-    std::unique_ptr<DisplayLinkProxy> displayLinkProxy_; // the link's callback target
-    std::unique_ptr<DisplayLink> displayLink_;           // the running link; destroyed (joined) first
+    std::unique_ptr<DisplayLink> displayLink_; // the running link, while a meter is on screen; destroyed first
 };

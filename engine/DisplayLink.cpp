@@ -1,6 +1,5 @@
 #include "engine/DisplayLink.h"
 
-#include <chrono>
 #include <cmath>
 
 namespace {
@@ -13,40 +12,35 @@ double sanitisedRate(double rate)
 } // namespace
 
 DisplayLink::DisplayLink(double refreshRate, std::function<void()> fired)
-    : fired_(std::move(fired)), refreshRate_(sanitisedRate(refreshRate)), thread_([this] { run(); })
+    : fired_(std::move(fired)), refreshRate_(sanitisedRate(refreshRate)), next_(Clock::now())
 {
-}
-
-DisplayLink::~DisplayLink()
-{
-    {
-        std::lock_guard guard(stopMutex_);
-        stopping_ = true;
-    }
-    stopSignal_.notify_all();
-    thread_.join();
+    // A coarse timer may be up to 5 % late, a whole frame at 60 Hz.
+    timer_.setTimerType(Qt::PreciseTimer);
+    timer_.setSingleShot(true);
+    QObject::connect(&timer_, &QTimer::timeout, [this] { frame(); });
+    scheduleNext();
 }
 
 void DisplayLink::setRefreshRate(double refreshRate)
 {
-    refreshRate_.store(sanitisedRate(refreshRate), std::memory_order_relaxed);
+    refreshRate_ = sanitisedRate(refreshRate);
 }
 
-void DisplayLink::run()
+void DisplayLink::frame()
 {
-    using Clock = std::chrono::steady_clock;
-    auto next = Clock::now();
-    std::unique_lock lock(stopMutex_);
-    while (!stopping_) {
-        const auto period = std::chrono::duration_cast<Clock::duration>(
-            std::chrono::duration<double>(1.0 / refreshRate_.load(std::memory_order_relaxed)));
-        next += period;
-        const auto now = Clock::now();
-        // After a stall (suspend, a debugger) start afresh rather than firing a burst.
-        if (next < now) next = now + period;
-        if (stopSignal_.wait_until(lock, next, [this] { return stopping_; })) break;
-        lock.unlock();
-        fired_();
-        lock.lock();
-    }
+    // Armed again first, so the frame's own work does not push the schedule back.
+    scheduleNext();
+    fired_();
+}
+
+void DisplayLink::scheduleNext()
+{
+    const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / refreshRate_));
+    next_ += period;
+    const auto now = Clock::now();
+    // After a stall (suspend, a debugger, a busy main thread) start afresh rather than
+    // firing a burst.
+    if (next_ < now) next_ = now + period;
+    const auto wait = std::chrono::round<std::chrono::milliseconds>(next_ - now);
+    timer_.start(wait);
 }

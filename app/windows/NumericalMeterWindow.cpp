@@ -127,7 +127,7 @@ void NumericalMeterWindow::drawContent(QPainter &painter, const QRect &)
     shown_ = NumericalMeterView::shownValues(meterData_.values(), viewSettings().gradient);
     shownTargets_ = viewSettings().showTargetsTable ? TargetsTable::verdicts(meterData_.values())
                                                     : TargetsTable::Verdicts{};
-    QtCanvas canvas(painter);
+    QtCanvas canvas(painter, &canvasCache_);
     NumericalMeterView::draw(canvas, {static_cast<double>(width()), static_cast<double>(height())},
                              meterData_.values(), viewSettings(), state_);
 }

@@ -4,6 +4,7 @@
 #include "engine/MeterData.h"
 #include "views/NumericalMeterView.h"
 #include "views/ViewSettings.h"
+#include "views/qt/QtCanvas.h"
 
 #include <QTimer>
 
@@ -48,6 +49,7 @@ private:
     bool viewSettingsStale_ = true;         // settings changed since the copy
     NumericalMeterState state_;             // hover and running dot
     NumericalMeterView::ShownValues shown_; // what the rows showed when last drawn
+    QtCanvasCache canvasCache_;             // fonts, shaped text and the static layer kept between frames
     TargetsTable::Verdicts shownTargets_;   // what the targets table showed when last drawn
     bool targetsTableShown_ = false;        // the table was switched on at the last settings change
     QTimer descriptionTimer_;               // single shot: limits description updates to a few per second

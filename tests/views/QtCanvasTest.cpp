@@ -8,6 +8,8 @@
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
+#include <QPaintEngine>
+#include <QRegion>
 
 #include <algorithm>
 #include <cmath>
@@ -291,5 +293,40 @@ TEST(QtCanvas, CachedLayersMatchDrawingInPlaceAndAreDrawnOncePerKey)
         EXPECT_EQ(first, second);
         cachedFrame(2);
         EXPECT_EQ(drawnLayers, 2) << "a new key draws the layer again";
+    }
+}
+
+// A window repainting a few bands of itself paints through a device clip of several
+// rectangles, which the adapter's images are drawn along one by one: inside the bands
+// the picture is the one drawn without that clip, outside them nothing is drawn.
+TEST(QtCanvas, ImagesThroughADirtyRegionOfSeveralBandsMatchTheWholePicture)
+{
+    ensureGuiApplication();
+    const std::array<ColoredArc, 1> ring = {{{{30.0, 40.0}, 20.0, 0.0, 360.0, {0, 1, 0, 0.6}, 5.0}}};
+    const Rect bar{10.0, 5.0, 20.0, 70.0};
+    const auto picture = [&](Canvas &canvas) {
+        canvas.clipToRect({2.0, 3.0, 56.0, 74.0}); // the view's own clip, across both bands
+        canvas.drawCached(1, bar, [&](Canvas &layer) { layer.fillRect(bar, {1, 0, 0, 0.7}); });
+        canvas.strokeArcs(ring);
+    };
+    for (double scale : {1.0, 1.5, 2.0}) {
+        const QImage whole = drawn({60.0, 80.0}, scale, picture);
+        const auto pixels = [scale](double points) { return static_cast<int>(points * scale); };
+        const QRegion bands = QRegion(0, pixels(10.0), pixels(60.0), pixels(15.0)) +
+                              QRegion(0, pixels(40.0), pixels(60.0), pixels(21.0));
+        QImage banded(whole.size(), QImage::Format_ARGB32_Premultiplied);
+        banded.setDevicePixelRatio(scale);
+        banded.fill(Qt::transparent);
+        banded.paintEngine()->setSystemClip(bands);
+        QPainter painter(&banded);
+        QtCanvas canvas(painter);
+        picture(canvas);
+        painter.end();
+        for (int y = 0; y < whole.height(); ++y) {
+            for (int x = 0; x < whole.width(); ++x) {
+                const QRgb expected = bands.contains(QPoint(x, y)) ? whole.pixel(x, y) : 0u;
+                ASSERT_EQ(banded.pixel(x, y), expected) << "scale " << scale << " at " << x << "," << y;
+            }
+        }
     }
 }

@@ -9,6 +9,7 @@
 #include <QGuiApplication>
 #include <QLinearGradient>
 #include <QPaintDevice>
+#include <QPaintEngine>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -326,16 +327,37 @@ template <typename Rasterize> bool QtCanvas::drawRasterized(const Rect &logicalB
     const double offsetY = transform.dy() - pixels.y();
     rasterize(surface, scale, offsetX, offsetY);
 
-    // Draw the pixels back exactly where they belong: with the world transform reset,
-    // only the device pixel ratio scales, and the image carries the same ratio.
-    const double ratio = painter_.device() ? painter_.device()->devicePixelRatio() : 1.0;
-    cache_.scratch.setDevicePixelRatio(ratio);
+    drawDevicePixels(cache_.scratch, pixels);
+    return true;
+}
+
+void QtCanvas::drawDevicePixels(QImage &image, const QRect &target)
+{
+    // The image carries the device's pixel ratio, so that with the world transform reset
+    // (what remains maps to device pixels) it is drawn one pixel for one.
+    const QPaintDevice *device = painter_.device();
+    image.setDevicePixelRatio(device ? device->devicePixelRatio() : 1.0);
+    // Through a clip of several rectangles (a window repainting a few bands of itself) the
+    // raster engine blends an image span by span and hands tall ones to Qt's thread pool,
+    // waking its threads every frame; through a single rectangle it blends directly. So the
+    // image is drawn once for each rectangle of the dirty region it meets, clipped to it
+    // (a clip the view set, which may span several, is narrowed to one).
+    QRegion parts(target);
+    if (const QPaintEngine *engine = painter_.paintEngine(); engine && !engine->systemClip().isEmpty())
+        parts &= engine->systemClip();
+    if (parts.isEmpty()) return;
     painter_.save();
     painter_.resetTransform();
-    painter_.drawImage(QPointF(pixels.x() / ratio, pixels.y() / ratio), cache_.scratch,
-                       QRectF(0.0, 0.0, pixels.width(), pixels.height()));
+    const QTransform fromDevice = painter_.deviceTransform().inverted();
+    const QPointF position = fromDevice.map(QPointF(target.topLeft()));
+    const QRectF source(0.0, 0.0, target.width(), target.height());
+    for (const QRect &part : parts) {
+        painter_.save();
+        painter_.setClipRect(fromDevice.mapRect(QRectF(part)), Qt::IntersectClip);
+        painter_.drawImage(position, image, source);
+        painter_.restore();
+    }
     painter_.restore();
-    return true;
 }
 
 void QtCanvas::strokeSegments(std::span<const ColoredSegment> segments)
@@ -443,13 +465,5 @@ void QtCanvas::drawCached(std::uint64_t key, const Rect &bounds, const std::func
         QtCanvas imageCanvas(imagePainter, &cache_);
         draw(imageCanvas);
     }
-    // Back in device pixels: with the world transform reset, the painter still scales
-    // by the device's pixel ratio, which the image is told to undo.
-    const QPaintDevice *target = painter_.device();
-    const double pixelRatio = target ? target->devicePixelRatioF() : 1.0;
-    layer.image.setDevicePixelRatio(pixelRatio);
-    painter_.save();
-    painter_.resetTransform();
-    painter_.drawImage(QPointF(pixels.topLeft()) / pixelRatio, layer.image);
-    painter_.restore();
+    drawDevicePixels(layer.image, pixels);
 }

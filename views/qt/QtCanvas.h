@@ -113,6 +113,8 @@ private:
     // QPainter's general path filler costs about a millisecond for it. False when the
     // painter's transform rules that out.
     bool fillAreaUnderCurve(const Path &path, const LinearGradient &gradient);
+    // Draws the top left target.size() pixels of `image` onto the device pixels `target`.
+    void drawDevicePixels(QImage &image, const QRect &target);
 
     QPainter &painter_;
     std::unique_ptr<QtCanvasCache> ownCache_; // when no cache was handed in
