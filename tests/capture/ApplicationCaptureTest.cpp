@@ -38,22 +38,6 @@ protected:
         return file;
     }
 
-    // The process playing as `name`, once the server has announced it.
-    std::optional<AudioProcessInfo> process(const QString &name)
-    {
-        std::optional<AudioProcessInfo> found;
-        waitUntil(
-            [&] {
-                control_->refreshAudioProcesses();
-                for (const AudioProcessInfo &p : control_->availableAudioProcesses()) {
-                    if (p.name == name) found = p;
-                }
-                return found.has_value();
-            },
-            5s);
-        return found;
-    }
-
     // Whether both channels' published peaks reach these levels (±0.1 dB) within the
     // window; the display falls a step between blocks, so the highest reading counts.
     bool reads(double left, double right, std::chrono::milliseconds timeout = 4s)

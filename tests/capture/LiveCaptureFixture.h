@@ -19,6 +19,7 @@
 #include <cmath>
 #include <memory>
 #include <numbers>
+#include <optional>
 #include <string>
 
 using namespace std::chrono_literals;
@@ -65,6 +66,22 @@ protected:
     }
 
     const MeterValues &values() const { return engine_->meterData().values(); }
+
+    // The process playing as `name`, once the server has announced it to control_.
+    std::optional<AudioProcessInfo> process(const QString &name)
+    {
+        std::optional<AudioProcessInfo> found;
+        waitUntil(
+            [&] {
+                control_->refreshAudioProcesses();
+                for (const AudioProcessInfo &p : control_->availableAudioProcesses()) {
+                    if (p.name == name) found = p;
+                }
+                return found.has_value();
+            },
+            5s);
+        return found;
+    }
 
     // Whether the meters show a sine of this peak level over `window`: the published
     // peak and RMS reach it within 0.1 dB on both channels, and between blocks they dip

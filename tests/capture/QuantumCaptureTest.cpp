@@ -96,16 +96,7 @@ protected:
         const QString binary = name.toLower();
         session_->playAs(file, QStringLiteral("application.name=%1 application.process.binary=%2").arg(name, binary));
         control_ = std::make_unique<AudioEngineControl>(*engine_, *platform_, store_);
-        std::optional<AudioProcessInfo> found;
-        waitUntil(
-            [&] {
-                control_->refreshAudioProcesses();
-                for (const AudioProcessInfo &p : control_->availableAudioProcesses()) {
-                    if (p.name == name) found = p;
-                }
-                return found.has_value();
-            },
-            5s);
+        const std::optional<AudioProcessInfo> found = process(name);
         ASSERT_TRUE(found) << "the player never appeared";
         if (source == Source::applicationAudio) {
             control_->setSelectedApps({binary});
