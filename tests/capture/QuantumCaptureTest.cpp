@@ -12,6 +12,7 @@
 
 #include <sndfile.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <vector>
@@ -99,6 +100,16 @@ protected:
         const std::optional<AudioProcessInfo> found = process(name);
         ASSERT_TRUE(found) << "the player never appeared";
         if (source == Source::applicationAudio) {
+            // The player's process can be listed before its application identity is
+            // known; a mode turned on before that finds nothing to meter.
+            ASSERT_TRUE(waitUntil(
+                [&] {
+                    control_->refreshApps();
+                    const std::vector<CapturedApp> &apps = control_->runningAppsForCapture();
+                    return std::any_of(apps.begin(), apps.end(),
+                                       [&](const CapturedApp &app) { return app.bundleIdentifier == binary; });
+                },
+                5s));
             control_->setSelectedApps({binary});
             control_->setAppAudioMode(true);
         } else {
