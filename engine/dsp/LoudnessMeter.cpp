@@ -101,7 +101,7 @@ void LoudnessMeter::addInterleaved(const float *frames, std::size_t frameCount)
 void LoudnessMeter::measure(const float *frames, std::size_t frameCount)
 {
     measurement_->add(frames, frameCount);
-    published_.store(measurement_->values());
+    published_.write(measurement_->values());
 }
 
 void LoudnessMeter::flush()
@@ -109,7 +109,7 @@ void LoudnessMeter::flush()
     if (!isMeasuring()) return;
     if (!ring_) {
         measurement_->updateSlowValues();
-        published_.store(measurement_->values());
+        published_.write(measurement_->values());
         return;
     }
     std::unique_lock lock(wakeLock_);
@@ -129,7 +129,7 @@ void LoudnessMeter::runMeteringThread()
         drainRing();
         if (answering > flushesDone_) {
             measurement_->updateSlowValues();
-            published_.store(measurement_->values());
+            published_.write(measurement_->values());
         }
         lock.lock();
         flushesDone_ = answering;

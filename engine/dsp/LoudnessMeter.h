@@ -3,7 +3,7 @@
 #include "engine/dsp/FrameRing.h"
 #include "engine/dsp/LoudnessMeasurement.h"
 #include "engine/dsp/LoudnessValues.h"
-#include "engine/dsp/PublishedLoudness.h"
+#include "engine/dsp/SeqLock.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -59,7 +59,7 @@ public:
     void addInterleaved(const float *frames, std::size_t frameCount);
 
     // Any thread: the latest published values.
-    LoudnessValues read() const { return published_.load(); }
+    LoudnessValues read() const { return published_.read(); }
 
     // Returns once everything added before the call is measured and published, with the
     // integrated loudness and range brought up to that point (they are otherwise
@@ -89,7 +89,7 @@ private:
     std::vector<float> piece_;           // inlined addFrames(): one interleaved piece
     std::unique_ptr<FrameRing> ring_;    // meteringThread: audio thread -> metering thread
     std::atomic<std::uint64_t> dropped_{0};
-    PublishedLoudness published_;
+    SeqLock<LoudnessValues> published_; // written by the measuring side, read by anyone
 
     // The metering thread's sleep and the flush hand-shake; never taken by the feeder.
     std::mutex wakeLock_;

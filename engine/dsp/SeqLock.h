@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <thread>
 #include <type_traits>
 
 // A small value written by one thread (the audio thread) and read by others, where the
@@ -13,8 +14,10 @@
 // was odd or moved meanwhile. The reader may retry while a write is under way; the writer
 // never does, so a preempted reader can never hold the audio thread up.
 //
-// The value is kept in relaxed atomic words rather than plain memory so that a read
-// racing a write is well-defined (and ThreadSanitizer sees no race); on x86 and ARM they
+// The value is kept in atomic words rather than plain memory so that a read racing a
+// write is well-defined and discarded. Their release stores and acquire loads do the
+// ordering (no stand-alone fences, which ThreadSanitizer cannot follow): a reader that
+// sees any word of a write also sees the odd sequence stored before it. On x86 they
 // compile to ordinary loads and stores.
 template <typename T>
 class SeqLock {
@@ -31,8 +34,7 @@ public:
         std::memcpy(words.data(), &value, sizeof(T));
         const std::uint32_t sequence = sequence_.load(std::memory_order_relaxed);
         sequence_.store(sequence + 1, std::memory_order_relaxed);
-        std::atomic_thread_fence(std::memory_order_release);
-        for (std::size_t i = 0; i < wordCount; ++i) words_[i].store(words[i], std::memory_order_relaxed);
+        for (std::size_t i = 0; i < wordCount; ++i) words_[i].store(words[i], std::memory_order_release);
         sequence_.store(sequence + 2, std::memory_order_release);
     }
 
@@ -43,10 +45,11 @@ public:
         for (;;) {
             const std::uint32_t before = sequence_.load(std::memory_order_acquire);
             if ((before & 1U) == 0) {
-                for (std::size_t i = 0; i < wordCount; ++i) words[i] = words_[i].load(std::memory_order_relaxed);
-                std::atomic_thread_fence(std::memory_order_acquire);
+                for (std::size_t i = 0; i < wordCount; ++i) words[i] = words_[i].load(std::memory_order_acquire);
                 if (sequence_.load(std::memory_order_relaxed) == before) break;
             }
+            // The writer was preempted halfway; let it finish.
+            std::this_thread::yield();
         }
         T value;
         std::memcpy(static_cast<void *>(&value), words.data(), sizeof(T));
