@@ -33,14 +33,7 @@ CaptureBlockProcessor::CaptureBlockProcessor(const Config &config)
 
 CaptureBlockProcessor::~CaptureBlockProcessor() = default;
 
-void CaptureBlockProcessor::setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter)
-{
-    {
-        std::lock_guard guard(meterLock_);
-        meter_.swap(meter);
-    }
-    // `meter` now holds the previous meter, released here on the main thread.
-}
+void CaptureBlockProcessor::setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter) { meter_.set(std::move(meter)); }
 
 void CaptureBlockProcessor::setProcessingEnabled(bool enabled)
 {
@@ -173,7 +166,7 @@ void CaptureBlockProcessor::processPiece(const float *left, const float *right, 
 
     leftLevels_.add(left, frameCount);
     if (right != nullptr) rightLevels_.add(right, frameCount);
-    feedLoudness(left, right, frameCount);
+    meter_.feed(left, right, frameCount);
     if (settings_.spectralEnabled) handOverSpectrum(left, right, frameCount);
     if (settings_.lissajousEnabled) {
         const std::size_t count = selectLissajousPoints(left, right, frameCount, pointScratch_);
@@ -198,16 +191,6 @@ void CaptureBlockProcessor::storeLevels()
         }
     }
     levels_.write({l.peak, r.peak, l.rms, r.rms});
-}
-
-void CaptureBlockProcessor::feedLoudness(const float *left, const float *right, std::size_t frameCount)
-{
-    if (frameCount == 0) return;
-    // Only the setter ever holds meterLock_, and only to swap the pointer; it never
-    // takes the meter's own lock, so pinning the meter while feeding it cannot deadlock.
-    if (!meterLock_.try_lock()) return;
-    if (meter_) meter_->addFrames(left, right, frameCount);
-    meterLock_.unlock();
 }
 
 void CaptureBlockProcessor::handOverSpectrum(const float *left, const float *right, std::size_t frameCount)

@@ -5,6 +5,7 @@
 #include "engine/dsp/LevelDetection.h"
 #include "engine/dsp/LissajousSelection.h"
 #include "engine/dsp/LoudnessMeter.h"
+#include "engine/dsp/LoudnessMeterSlot.h"
 #include "engine/dsp/OctaveResolution.h"
 #include "engine/dsp/SpectralSettingsSink.h"
 #include "engine/dsp/SpectrumAnalyzer.h"
@@ -71,11 +72,9 @@ public:
 
     // --- main thread ---
 
-    // Attaches the loudness measurement fed from now on (nullptr detaches). The audio
-    // thread holds the pointer's lock while it feeds the meter, so the meter is never
-    // destroyed under it; the setter waits for that feed to end, and a block arriving
-    // while the setter holds the lock is not measured rather than waited for. The old
-    // meter is released here, not on the audio thread.
+    // Attaches the loudness measurement fed from now on (nullptr detaches); see
+    // LoudnessMeterSlot for how the audio thread and this setter share it. The old meter
+    // is released here, not on the audio thread.
     void setLoudnessMeter(std::shared_ptr<LoudnessMeter> meter);
     // Blocks are processed only while enabled (initially true); others are only counted.
     void setProcessingEnabled(bool enabled);
@@ -118,7 +117,6 @@ private:
     void processPiece(const float *left, const float *right, std::size_t frameCount);
     void endBlock();
     void storeLevels();
-    void feedLoudness(const float *left, const float *right, std::size_t frameCount);
     void handOverSpectrum(const float *left, const float *right, std::size_t frameCount);
     void analyseWindow();
 
@@ -135,8 +133,7 @@ private:
     SeqLock<AudioLevels> levels_;                  // levels of the latest block, dBFS
     std::atomic<std::uint32_t> silencedAt_{0};     // levels_.writeCount() when resetLevels() ran
 
-    SpinLock meterLock_;                           // pins meter_ while it is fed
-    std::shared_ptr<LoudnessMeter> meter_;         // loudness measurement or none
+    LoudnessMeterSlot meter_;                      // loudness measurement or none
 
     SpectrumSampleStore spectrumSamples_;          // newest mono samples for the spectrum
     LissajousStore lissajousStore_;                // pending phase-scope points

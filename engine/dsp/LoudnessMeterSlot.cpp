@@ -18,6 +18,13 @@ void LoudnessMeterSlot::feed(const float *frames, std::size_t frameCount)
     lock_.unlock();
 }
 
+void LoudnessMeterSlot::feed(const float *left, const float *right, std::size_t frameCount)
+{
+    if (frameCount == 0 || !lock_.try_lock()) return;
+    if (meter_) meter_->addFrames(left, right, frameCount);
+    lock_.unlock();
+}
+
 void LoudnessMeterSlot::finish()
 {
     if (!lock_.try_lock()) return;

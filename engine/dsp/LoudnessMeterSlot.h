@@ -6,11 +6,12 @@
 #include <cstddef>
 #include <memory>
 
-// The loudness meter of a source that feeds it itself, with every channel it has, while
-// its block processor gets only the stereo fold (files with more than two channels).
-// The feeding thread pins the meter while it feeds it, so the meter is never destroyed
-// under it; if the main thread is swapping the meter at that moment, the block is not
-// measured rather than waited for (as CaptureBlockProcessor does with its own meter).
+// The loudness meter a feeding thread hands blocks to, while the main thread may swap it:
+// the block processor's meter, and that of a file source that feeds every channel it has
+// while its processor gets only the stereo fold. The feeding thread pins the meter while
+// it feeds it, so the meter is never destroyed under it; if the main thread is swapping
+// the meter at that moment, the block is not measured rather than waited for. The main
+// thread never takes the meter's own locks under the pin, so this cannot deadlock.
 class LoudnessMeterSlot {
 public:
     // Main thread. nullptr detaches; the previous meter is released here.
@@ -18,6 +19,8 @@ public:
     // Feeding thread: frameCount frames of the meter's channels, interleaved. Allocates
     // nothing and never waits.
     void feed(const float *frames, std::size_t frameCount);
+    // Feeding thread: the same for planar channels (LoudnessMeter::addFrames).
+    void feed(const float *left, const float *right, std::size_t frameCount);
     // Feeding thread, after the last block: integrated loudness and range up to the end.
     void finish();
 
