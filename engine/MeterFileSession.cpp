@@ -123,13 +123,7 @@ bool runMeterFile(const MeterFileOptions &options, const MeterFileReport &report
     // the engine publishes a loudness change only once it exceeds 0.1 LU.
     MeterValues last = engine.meterData().values();
     meter->flush();
-    const LoudnessValues measured = meter->read();
-    last.momentaryLUFS = measured.momentary;
-    last.shortTermLUFS = measured.shortTerm;
-    last.integratedLUFS = measured.integrated;
-    last.loudnessRange = measured.loudnessRange;
-    last.truePeakLeft = measured.truePeakLeft;
-    last.truePeakRight = measured.truePeakRight;
+    last.setLoudness(meter->read());
     report(duration, last);
     // The reports cover what could be read; a damaged file still fails the run.
     error = backend->readError();

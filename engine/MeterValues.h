@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/dsp/AudioLevels.h"
+#include "engine/dsp/LoudnessValues.h"
 
 #include <vector>
 
@@ -22,4 +23,15 @@ struct MeterValues {
     double loudnessRange = 0.0;    // LU
     double truePeakLeft = -70.0;   // dBTP
     double truePeakRight = -70.0;
+
+    // Takes every loudness field from one measurement's values as they are.
+    void setLoudness(const LoudnessValues &loudness)
+    {
+        momentaryLUFS = loudness.momentary;
+        shortTermLUFS = loudness.shortTerm;
+        integratedLUFS = loudness.integrated;
+        loudnessRange = loudness.loudnessRange;
+        truePeakLeft = loudness.truePeakLeft;
+        truePeakRight = loudness.truePeakRight;
+    }
 };

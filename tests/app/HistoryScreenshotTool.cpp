@@ -132,14 +132,8 @@ int offline(const QDir &dir, const QString &file, int span, const QString &name)
     settings.setShowLissajousMeter(false);
     ViewFrame frame;
     frame.levelMeter = levelMeterSettings(settings);
-    const LoudnessValues v = meter.read();
     MeterValues &values = frame.values;
-    values.momentaryLUFS = v.momentary;
-    values.shortTermLUFS = v.shortTerm;
-    values.integratedLUFS = v.integrated;
-    values.loudnessRange = v.loudnessRange;
-    values.truePeakLeft = v.truePeakLeft;
-    values.truePeakRight = v.truePeakRight;
+    values.setLoudness(meter.read());
     const float peakDb = 20.0f * std::log10(std::max(peak, 1e-6f));
     const float rmsDb = 10.0f * static_cast<float>(std::log10(std::max(square / std::max<std::size_t>(frames, 1), 1e-12)));
     values.peakLevelLeft = values.peakLevelRight = peakDb;
